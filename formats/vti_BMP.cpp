@@ -145,7 +145,7 @@ namespace {
 // Copies up to `count` source bytes into the image at byte `offset`, never
 // past the pixel block.
 void PutBytes(Image* image, size_t offset, const uint8_t* source, size_t count) {
-    if (offset >= image->PixelBytes()) return;
+    if (count == 0 || offset >= image->PixelBytes()) return;
     count = std::min(count, image->PixelBytes() - offset);
     std::memcpy(image->pixels + offset, source, count);
 }

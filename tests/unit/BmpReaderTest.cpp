@@ -346,6 +346,15 @@ TEST(BmpReader, RecognisesRunLengthFilesWhateverTheExtension) {
     }
 }
 
+TEST(BmpReader, RunLengthPixelsPastTheRightEdgeDoNotSpillIntoTheNextRow) {
+    // 3 wide, but each row's runs are padded to 4 pixels, as ImageMagick writes them.
+    const Bytes rle = {3, 1, 1, 0, 0, 0, 3, 2, 1, 0, 0, 1};
+    const Opened o = OpenAndLoad("padded-runs.bmp", BitmapFile(3, 2, 8, 1, rle, 256));
+    ASSERT_TRUE(o.imp->ready);
+    EXPECT_EQ(RowOf(*o.image, 1, 3), (Bytes{1, 1, 1}));
+    EXPECT_EQ(RowOf(*o.image, 0, 3), (Bytes{2, 2, 2}));
+}
+
 TEST(BmpReader, RunLengthWritesOutsideThePictureAreDropped) {
     // Runs far past the right edge, deltas above the top, no end code.
     const Bytes rle = {255, 1, 255, 2, 0, 2, 0, 200, 255, 3, 0, 0, 255, 4};

@@ -243,6 +243,13 @@ void RecordingProgress::SetProgress(int done, int total) {
     events.push_back("@" + std::to_string(done * 100 / total));
 }
 
+void PrintMessagesToStderr() {
+    platform::SetMessageBoxHook([](const char* caption, const char* text) {
+        std::fprintf(stderr, "%s: %s\n", caption, text);
+        std::fflush(stderr);
+    });
+}
+
 MessageRecorder::MessageRecorder() {
     g_recorder = this;
     platform::SetMessageBoxHook(Record);

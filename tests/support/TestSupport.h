@@ -66,6 +66,10 @@ public:
     std::vector<std::string> events;
 };
 
+// Message boxes become "CAPTION: TEXT" lines on stderr (for death tests: a
+// real box would wait for a click).
+void PrintMessagesToStderr();
+
 // Records every message box while alive: pairs of (caption, text).
 class MessageRecorder {
 public:

@@ -7,5 +7,4 @@ bool vti_GIF(ImageImpFile*) { return false; }
 bool vti_PNG(ImageImpFile*) { return false; }
 bool vti_JPEG(ImageImpFile*) { return false; }
 bool vti_TIF(ImageImpFile*) { return false; }
-bool vti_PIC(ImageImpFile*) { return false; }
 bool vti_VTS(ImageImpFile*) { return false; }

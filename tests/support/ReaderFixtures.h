@@ -3,6 +3,7 @@
 // dispatcher and loads it, keeping everything a test wants to look at.
 #pragma once
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>

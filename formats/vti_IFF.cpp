@@ -86,9 +86,11 @@ bool vti_IFF(ImageImpFile* imp) {
             // The plane count sizes the map, so a map before the header
             // cannot be read and is passed over. It is read for as many
             // entries as the planes address, whatever the chunk length says.
-            if (haveHeader) {
+            // A 24-plane picture is colour: it keeps no palette, which would
+            // make it pass for an indexed one downstream.
+            if (haveHeader && planes <= 8) {
                 if (!imp->palette) imp->palette = AllocPaletteBlock();
-                const unsigned entries = planes >= 8 ? 256u : 1u << planes;
+                const unsigned entries = 1u << planes;
                 for (unsigned i = 0; imp->palette && i < 3 * entries; ++i)
                     imp->palette[i] = file.ByteAt(chunk + i);
             }

@@ -1,5 +1,6 @@
 // Sun raster reader: the standard (uncompressed) type, depth 1, 8 or 24.
 #include <algorithm>
+#include <cstdlib>
 #include <vector>
 
 #include "core/ByteCursor.h"
@@ -71,6 +72,12 @@ bool vti_RAS(ImageImpFile* imp) {
             imp->palette[3 * i + 2] = file.ByteAt(32 + 2 * entries + i);
         }
         file.Skip(3 * entries);
+        // A colour picture keeps no palette (it would pass for an indexed
+        // one downstream); the map is still stepped over.
+        if (depth == 24) {
+            std::free(imp->palette);
+            imp->palette = nullptr;
+        }
     }
 
     imp->scratch[kScratchPixelOffset] = file.Position();

@@ -1,6 +1,7 @@
 // Truevision TARGA reader: colour-mapped (type 1), true-colour (type 2) and
 // grey (type 3) pictures, raw or run-length encoded (types 9, 10, 11).
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <vector>
 
@@ -90,6 +91,11 @@ bool vti_TGA(ImageImpFile* imp) {
         if (pixelBits != 8 || mapType != 1) return SetError(kPlace, "Invalid format");
     } else if (kind == 2) {
         if (pixelBits < 16 || pixelBits > 32) return SetError(kPlace, "Invalid format");
+        // A map in a true-colour file has been checked but is of no use: a
+        // palette on a colour picture would make it look like an indexed one
+        // to everything downstream.
+        std::free(imp->palette);
+        imp->palette = nullptr;
     } else {
         if (pixelBits != 8) return SetError(kPlace, "Invalid format");
         imp->colourModel = kColourGrey;

@@ -143,8 +143,10 @@ TEST(IffReader, TwentyFourPlaneIlbmBuildsRedGreenBlueFromEightPlanesEach) {
         const unsigned value = channel == 0 ? 0x81 : channel == 1 ? 0x02 : 0xFF;
         body.be16(((value >> bit) & 1) ? 0x8000 : 0);
     }
-    const auto r = OpenAndLoad("deep.iff", Form("ILBM", {Bmhd(16, 1, 24), Chunk("BODY", body)}));
+    // A CMAP in a colour picture is passed over: no palette.
+    const auto r = OpenAndLoad("deep.iff", Form("ILBM", {Bmhd(16, 1, 24), Cmap(4), Chunk("BODY", body)}));
     ASSERT_TRUE(r.loaded) << r.text;
+    EXPECT_FALSE(r.hasPalette);
     EXPECT_EQ(r.stride, 48);
     EXPECT_EQ(r.Rgb(0, 0), (std::vector<uint8_t>{0x81, 0x02, 0xFF}));
     EXPECT_EQ(r.Rgb(1, 0), (std::vector<uint8_t>{0, 0, 0}));

@@ -111,3 +111,13 @@ TEST(RasReader, ShortPixelDataKeepsWhatIsThere) {
     EXPECT_EQ(r.At(1, 1), 0);
     EXPECT_EQ(r.At(0, 2), 0xEE);
 }
+
+TEST(RasReader, TwentyFourBitFileWithAColourMapKeepsNoPaletteButStepsOverIt) {
+    Bytes b = Header(1, 1, 24, 1, 3);
+    b.u8(10).u8(20).u8(30).u8(1).u8(2).u8(3);
+    const auto r = OpenAndLoad("map24.ras", b);
+    ASSERT_TRUE(r.loaded);
+    EXPECT_FALSE(r.hasPalette);
+    EXPECT_EQ(r.stride, 3);
+    EXPECT_EQ(r.Rgb(0, 0), (std::vector<uint8_t>{3, 2, 1}));
+}

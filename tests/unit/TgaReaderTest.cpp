@@ -253,3 +253,17 @@ TEST(TgaReader, IdentificationFieldIsSkipped) {
     ASSERT_TRUE(r.loaded);
     EXPECT_EQ(r.At(0, 0), 42);
 }
+
+TEST(TgaReader, TrueColourFileWithAColourMapKeepsNoPalette) {
+    Bytes b = Header(2, 1, 1, 24, kTopDown, 1, 2, 24);
+    b.u8(1).u8(2).u8(3).u8(4).u8(5).u8(6);  // the map, stepped over
+    b.u8(7).u8(8).u8(9);
+    const auto r = OpenAndLoad("mapped24.tga", b);
+    ASSERT_TRUE(r.loaded) << r.text;
+    EXPECT_FALSE(r.hasPalette);
+    EXPECT_EQ(r.Rgb(0, 0), (std::vector<uint8_t>{9, 8, 7}));
+    // Its map is still checked.
+    Bytes bad = Header(2, 1, 1, 24, kTopDown, 1, 2, 8);
+    bad.fill(5);
+    EXPECT_EQ(OpenAndLoad("mapped24bad.tga", bad).text, "Unsupported colormap depth");
+}

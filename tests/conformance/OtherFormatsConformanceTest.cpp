@@ -687,3 +687,40 @@ TEST(OtherFormatsConformance, NeochromeFilesWrittenByPpmtoneo) {
         return r.At(x, y, c) * 32;
     });
 }
+
+// A second, unrelated decoder for the formats PIL reads. Files where this
+// program differs on purpose by a rule that needs the file's raw samples
+// (16-bit TARGA levels, PCX plane step, 16-bit and run-together PBMPLUS
+// samples) are left to the netpbm tests above.
+TEST(OtherFormatsConformance, CorpusMatchesPil) {
+    SKIP_WITHOUT_TOOLS("/usr/bin/python3", "pnmtoplainpnm");
+    int status = 0;
+    test::RunCommand("/usr/bin/python3 -c 'import PIL' 2>/dev/null", &status);
+    if (status != 0) GTEST_SKIP() << "PIL is not installed";
+    const std::string pil =
+        "/usr/bin/python3 -c 'import sys; from PIL import Image; "
+        "Image.open(sys.argv[1]).convert(\"RGB\").save(sys.stdout.buffer, \"PPM\")'";
+    size_t compared = 0;
+    for (const auto& [folder, extensions] :
+         std::vector<std::pair<std::string, std::vector<std::string>>>{{"tga", {".tga"}},
+                                                                       {"pcx", {".pcx"}},
+                                                                       {"pnm", {".pbm", ".pgm", ".ppm"}},
+                                                                       {"ras", {".ras"}}}) {
+        for (const auto& file : CorpusFiles(folder, extensions)) {
+            const std::string path = test::CorpusPath(file);
+            const Loaded ours = OpenAndLoad(path);
+            if (!ours.loaded) continue;  // refusals are checked above
+            const auto bytes = test::ReadFile(path);
+            if (folder == "tga" && (bytes[16] == 16 || (bytes[1] == 1 && bytes[7] == 16))) continue;
+            if (folder == "pcx" && ((ours.depth == 24 && PcxBytesPerLine(path) != static_cast<unsigned>(ours.width)) ||
+                                    file == "pcx/pillow-01r_00.pcx"))
+                continue;
+            if (folder == "pnm" && (bytes[1] == '1' || file.find("16") != std::string::npos)) continue;
+            Reference ref;
+            ASSERT_TRUE(RunReference(pil + " " + Quote(path), &ref)) << "PIL failed on " << file;
+            ExpectPicture(ours, ref, AsIs, file + " (PIL)");
+            ++compared;
+        }
+    }
+    EXPECT_GE(compared, 40u);
+}

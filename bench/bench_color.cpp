@@ -86,7 +86,8 @@ void Report(const char* task, double megapixels, double ours, double magick) {
 
 int main(int argc, char** argv) {
     if (!HaveMagick()) {
-        std::fprintf(stderr, "bench_color: ImageMagick's convert is needed to prepare the picture\n");
+        std::fprintf(stderr,
+                     "bench_color: ImageMagick's convert is needed to prepare the picture\n");
         return 1;
     }
     const std::string ppm = "/tmp/bench_color_input.ppm";
@@ -94,8 +95,10 @@ int main(int argc, char** argv) {
     if (argc > 1)
         prepare = "convert '" + std::string(argv[1]) + "' -depth 8 " + ppm;
     else
-        prepare = "convert " VANTIREL_SOURCE_DIR "/../shared/corpus/jpeg/pillow-flower.jpg "
-                  "-resize 4000x3000! -depth 8 " + ppm;
+        prepare = "convert " VANTIREL_SOURCE_DIR
+                  "/../shared/corpus/jpeg/pillow-flower.jpg "
+                  "-resize 4000x3000! -depth 8 " +
+                  ppm;
     if (std::system(prepare.c_str()) != 0) {
         std::fprintf(stderr, "bench_color: could not prepare %s\n", ppm.c_str());
         return 1;
@@ -116,11 +119,13 @@ int main(int argc, char** argv) {
 
     uint8_t palette[kPaletteBytes] = {};
     Image quantised(photo->width, photo->height, photo->width, photo->height, palette, 8);
-    Report("quantise to 256 colours", megapixels,
-           TimeOurs([&] { return clr_Xto8bit(&quantised, photo.get(), 256, false, false, nullptr); }),
+    Report("quantise to 256 colours", megapixels, TimeOurs([&] {
+               return clr_Xto8bit(&quantised, photo.get(), 256, false, false, nullptr);
+           }),
            magick("+dither -colors 256"));
-    Report("quantise to 256 colours, dithered", megapixels,
-           TimeOurs([&] { return clr_Xto8bit(&quantised, photo.get(), 256, true, false, nullptr); }),
+    Report("quantise to 256 colours, dithered", megapixels, TimeOurs([&] {
+               return clr_Xto8bit(&quantised, photo.get(), 256, true, false, nullptr);
+           }),
            magick("-dither FloydSteinberg -colors 256"));
     Report("fixed 256-colour palette, dithered", megapixels,
            TimeOurs([&] { return clr_Xto8bit(&quantised, photo.get(), 256, true, true, nullptr); }),

@@ -156,9 +156,10 @@ TEST_F(ColourConformance, BicubicThumbnailIsCloseToCatmullRomAtTheSamePositions)
     test::RgbPicture resized;
     ASSERT_TRUE(RunMagick(PhotoSource() + " -filter Catrom -resize 88x66!", &resized));
     const double fromResize = MeanError(resized, width, height, ours);
-    std::printf("88x66 thumbnail: mean difference %.2f from Catmull-Rom sampled at our positions, "
-                "%.2f from ImageMagick's filtered Catrom resize\n",
-                difference, fromResize);
+    std::printf(
+        "88x66 thumbnail: mean difference %.2f from Catmull-Rom sampled at our positions, "
+        "%.2f from ImageMagick's filtered Catrom resize\n",
+        difference, fromResize);
     EXPECT_LT(difference, 2.5);
 }
 #endif

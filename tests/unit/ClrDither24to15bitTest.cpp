@@ -170,6 +170,5 @@ TEST(ClrDither24to15bit, ReportsEverySixtyFourRowsFromRowSixtyTwo) {
     test::RecordingProgress progress;
     ASSERT_TRUE(clr_Dither24to15bit(&picture, &picture, &progress));
     // Rows 62 and 126 satisfy (row + 1) & 63 == 63: 63 and 127 of 130.
-    EXPECT_EQ(progress.events,
-              (std::vector<std::string>{"Dithering@0", "@48", "@97", "@100"}));
+    EXPECT_EQ(progress.events, (std::vector<std::string>{"Dithering@0", "@48", "@97", "@100"}));
 }

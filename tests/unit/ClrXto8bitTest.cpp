@@ -42,9 +42,9 @@ std::vector<int> Entry(const Image& image, int i) {
 }
 
 const std::vector<Rgb> kVga = {
-    {0, 0, 0},       {128, 0, 0},   {0, 128, 0},   {128, 128, 0}, {0, 0, 128},   {128, 0, 128},
-    {0, 128, 128},   {192, 192, 192}, {128, 128, 128}, {255, 0, 0}, {0, 255, 0}, {255, 255, 0},
-    {0, 0, 255},     {255, 0, 255}, {0, 255, 255}, {255, 255, 255},
+    {0, 0, 0},     {128, 0, 0},     {0, 128, 0},     {128, 128, 0},   {0, 0, 128}, {128, 0, 128},
+    {0, 128, 128}, {192, 192, 192}, {128, 128, 128}, {255, 0, 0},     {0, 255, 0}, {255, 255, 0},
+    {0, 0, 255},   {255, 0, 255},   {0, 255, 255},   {255, 255, 255},
 };
 
 // A 512 x 512 picture holding every cell of the cube once, at the cell's
@@ -114,7 +114,8 @@ std::unique_ptr<Image> Photo(int width, int height, unsigned seed) {
     for (int y = 0; y < height; ++y)
         for (int x = 0; x < width; ++x) {
             uint8_t* p = image->Row(y) + 3 * x;
-            p[0] = static_cast<uint8_t>(std::min<unsigned>(255, 255u * x / width + (random() & 15)));
+            p[0] =
+                static_cast<uint8_t>(std::min<unsigned>(255, 255u * x / width + (random() & 15)));
             p[1] = static_cast<uint8_t>(255u * y / height);
             p[2] = static_cast<uint8_t>((x * y / 7 + (random() & 31)) & 255);
         }
@@ -156,8 +157,8 @@ TEST(ClrXto8bit, OneColourMakesOneBoxAndEveryPixelEntryZero) {
     EXPECT_EQ(Entry(*destination, 0), (std::vector<int>{28, 200, 8}));
     EXPECT_EQ(Entry(*destination, 1), (std::vector<int>{0xAA, 0xAA, 0xAA}));
     for (int i = 0; i < 35; ++i) ASSERT_EQ(destination->pixels[i], 0) << i;
-    EXPECT_EQ(progress.events, (std::vector<std::string>{"Calculating histogram@0",
-                                                         "Optimizing colors@0", "@100"}));
+    EXPECT_EQ(progress.events,
+              (std::vector<std::string>{"Calculating histogram@0", "Optimizing colors@0", "@100"}));
 }
 
 TEST(ClrXto8bit, FewerCellsThanWantedGiveOneEntryPerCellAndStopEarly) {
@@ -251,8 +252,8 @@ TEST(ClrXto8bit, FixedWith128UsesAll256EntriesEachInACellOfItsOwn) {
     test::RecordingProgress progress;
     ASSERT_TRUE(clr_Xto8bit(palette.get(), probe.get(), 128, false, true, &progress));
     // Splitting reports when the box count & 63 is 31: 31, 95, 159, 223 of 256.
-    EXPECT_EQ(progress.events, (std::vector<std::string>{"Creating fixed palette@0", "@12",
-                                                         "@37", "@62", "@87", "@100"}));
+    EXPECT_EQ(progress.events, (std::vector<std::string>{"Creating fixed palette@0", "@12", "@37",
+                                                         "@62", "@87", "@100"}));
     for (int i = 0; i < 8; ++i) {
         EXPECT_EQ(Entry(*palette, i), (std::vector<int>{kVga[i].red, kVga[i].green, kVga[i].blue}));
         EXPECT_EQ(Entry(*palette, 248 + i),
@@ -356,8 +357,8 @@ TEST(ClrXto8bit, OptimisedPaletteHasAtMostTheWantedColours) {
     auto source = Photo(120, 90, 1);
     for (int wanted : {2, 3, 17, 100, 238, 256}) {
         auto destination = Destination(120, 90);
-        ASSERT_TRUE(clr_Xto8bit(destination.get(), source.get(), wanted, wanted % 2 == 0, false,
-                                nullptr));
+        ASSERT_TRUE(
+            clr_Xto8bit(destination.get(), source.get(), wanted, wanted % 2 == 0, false, nullptr));
         std::set<int> used;
         for (int y = 0; y < 90; ++y)
             for (int x = 0; x < 120; ++x) used.insert(destination->Row(y)[x]);
@@ -481,4 +482,14 @@ TEST(ColourBox, ShrinkAndCountFollowTheOccupiedCells) {
     EXPECT_EQ(box.meanRed, 42);
     EXPECT_EQ(box.meanGreen, 80);
     EXPECT_EQ(box.meanBlue, 123);
+}
+
+TEST(ClrXto8bit, EmptyPictureQuantisesWithoutPixelsToCount) {
+    // No pixels: the first box has no occupied plane, collapses onto its top
+    // cell and gives one entry at 4 x 63 without dividing by a zero count.
+    Image source(0, 0, 0, 0, nullptr, 24);
+    auto destination = Destination(0, 0);
+    ASSERT_TRUE(clr_Xto8bit(destination.get(), &source, 256, true, false, nullptr));
+    EXPECT_EQ(Entry(*destination, 0), (std::vector<int>{252, 252, 252}));
+    EXPECT_EQ(Entry(*destination, 1), (std::vector<int>{0xAA, 0xAA, 0xAA}));
 }

@@ -57,8 +57,8 @@ std::string SavePicture(const std::string& name, Image* image) {
 std::unique_ptr<Image> LoadBack(const std::string& path) {
     ImageImpFile imp(path.c_str(), nullptr, false);
     if (!imp.ready) return nullptr;
-    auto image =
-        std::make_unique<Image>(imp.width, imp.height, imp.stride, imp.rows, imp.palette, imp.depth);
+    auto image = std::make_unique<Image>(imp.width, imp.height, imp.stride, imp.rows, imp.palette,
+                                         imp.depth);
     if (!Load(&imp, image.get(), nullptr, false)) return nullptr;
     return image;
 }

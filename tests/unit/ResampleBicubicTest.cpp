@@ -22,7 +22,9 @@ struct ReferenceWeights {
 };
 
 ReferenceWeights WeightsAt(int f) {
-    auto cube = [](int v) { return static_cast<int>((static_cast<int64_t>(v) * v * v + 128) >> 8); };
+    auto cube = [](int v) {
+        return static_cast<int>((static_cast<int64_t>(v) * v * v + 128) >> 8);
+    };
     const int g = 256 - f;
     ReferenceWeights w;
     w.tap[0] = -cube(f) + 2 * f * f - 256 * f;  // w(1 + t) = -t + 2t^2 - t^3
@@ -170,7 +172,8 @@ TEST(ResampleBicubic, OvershootOfTheNegativeLobesIsClamped) {
 TEST(ResampleBicubic, MatchesTheFilterWrittenOutPerPixel) {
     // Shrinking by more than three rows per step, by less, keeping and
     // enlarging: the row buffers are reused or refiltered on the way.
-    const int sourceSizes[][2] = {{1, 1}, {2, 2}, {3, 5}, {4, 3}, {5, 1}, {9, 4}, {40, 30}, {97, 61}};
+    const int sourceSizes[][2] = {{1, 1}, {2, 2}, {3, 5},   {4, 3},
+                                  {5, 1}, {9, 4}, {40, 30}, {97, 61}};
     const int sizes[][2] = {{1, 1}, {3, 2}, {7, 5}, {20, 9}, {64, 70}, {13, 120}};
     unsigned seed = 1;
     for (const auto& s : sourceSizes)
@@ -214,7 +217,8 @@ TEST(ResampleBicubic, PaletteSourceIsExpandedFirst) {
     Image out(64, 33, 192, 33, nullptr, 24);
     test::RecordingProgress progress;
     ASSERT_TRUE(ResampleBicubic(&out, &source, &progress));
-    EXPECT_EQ(ReferenceResample(expanded, 64, 33), std::vector<uint8_t>(out.pixels, out.pixels + 192 * 33));
+    EXPECT_EQ(ReferenceResample(expanded, 64, 33),
+              std::vector<uint8_t>(out.pixels, out.pixels + 192 * 33));
     // 33 rows counted down: 32 remain after the first, 1 of 33 done.
     EXPECT_EQ(progress.events, (std::vector<std::string>{"Converting to 24bit@0", "@100",
                                                          "Resampling image@0", "@3"}));
@@ -266,7 +270,8 @@ TEST(ResampleNearest, ColourPicturesTakeThePixelAtHalfAStep) {
     ASSERT_TRUE(ResampleNearest(&out, source.get(), &progress));
     for (int y = 0; y < 2; ++y)
         for (int x = 0; x < 2; ++x)
-            EXPECT_EQ(std::memcmp(out.Row(y) + 3 * x, source->Row(2 * y + 1) + 3 * (2 * x + 1), 3), 0);
+            EXPECT_EQ(std::memcmp(out.Row(y) + 3 * x, source->Row(2 * y + 1) + 3 * (2 * x + 1), 3),
+                      0);
     EXPECT_EQ(progress.events, (std::vector<std::string>{"Resampling image@0"}));
 }
 

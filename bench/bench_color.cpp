@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/BenchSupport.h"
 #include "color/ColourConvert.h"
 #include "color/ResampleBicubic.h"
 #include "core/Image.h"
@@ -64,23 +65,19 @@ std::unique_ptr<Image> ReadPpm(const std::string& path) {
     return image;
 }
 
+// Median of three runs, in seconds; -1 when the routine fails.
 template <typename Work>
 double TimeOurs(Work work) {
-    double best = 1e30;
-    for (int run = 0; run < 3; ++run) {
-        const auto start = Clock::now();
-        if (!work()) return -1;
-        best = std::min(best, Seconds(start));
-    }
-    return best;
+    bool ok = true;
+    const double ms = bench::MedianMilliseconds(3, [&] { ok = work() && ok; });
+    return ok ? ms / 1000 : -1;
 }
 
+// Our time against ImageMagick's (ratio ours / its), then our throughput.
 void Report(const char* task, double megapixels, double ours, double magick) {
-    std::printf("%-34s ours %7.3f s (%8.1f source MP/s)", task, ours, megapixels / ours);
-    if (magick > 0)
-        std::printf("   ImageMagick %7.3f s   ratio %5.2fx\n", magick, magick / ours);
-    else
-        std::printf("   ImageMagick   -\n");
+    bench::PrintRatio(task, magick > 0 ? "ImageMagick" : "(no peer)", 1000 * ours,
+                      magick > 0 ? 1000 * magick : 0);
+    std::printf("    %.1f source megapixels per second\n", megapixels / ours);
 }
 }  // namespace
 

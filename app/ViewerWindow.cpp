@@ -250,14 +250,16 @@ bool FileStillExists() {
            GetFileAttributesA(picture.path) != INVALID_FILE_ATTRIBUTES;
 }
 
-HMENU MakeMenu(const std::vector<MenuItem>& items) {
+}  // namespace
+
+HMENU CreateViewerMenu(const std::vector<MenuItem>& items) {
     HMENU menu = CreatePopupMenu();
     for (const MenuItem& item : items) {
         MENUITEMINFOA info = {};
         info.cbSize = sizeof info;
         if (!item.submenu.empty() || (item.command == 0 && !item.text.empty())) {
             info.fMask = MIIM_STRING | MIIM_SUBMENU;
-            info.hSubMenu = MakeMenu(item.submenu);
+            info.hSubMenu = CreateViewerMenu(item.submenu);
             info.dwTypeData = const_cast<char*>(item.text.c_str());
         } else if (item.command == 0) {
             info.fMask = MIIM_FTYPE;
@@ -273,6 +275,8 @@ HMENU MakeMenu(const std::vector<MenuItem>& items) {
     return menu;
 }
 
+namespace {
+
 void ShowContextMenu(int screenX, int screenY) {
     if (!HasDisplay()) return;
     MenuState state;
@@ -283,7 +287,7 @@ void ShowContextMenu(int screenX, int screenY) {
                                       g_viewer.display->height != g_viewer.picture->height;
     state.dibSections = g_display.dibSections;
     state.maximised = IsZoomed(g_viewer.window) != 0;
-    HMENU menu = MakeMenu(BuildViewerMenu(state));
+    HMENU menu = CreateViewerMenu(BuildViewerMenu(state));
     if (screenX == -1 && screenY == -1) {  // from the keyboard
         POINT corner = {0, 0};
         ClientToScreen(g_viewer.window, &corner);

@@ -10,6 +10,13 @@
 // opened (the class is then unregistered).
 void ViewerMain(HINSTANCE instance, const char* path);
 
+#include <vector>
+
+#include "app/ViewerLogic.h"
+
+// The context menu as a popup menu; the caller destroys it.
+HMENU CreateViewerMenu(const std::vector<MenuItem>& items);
+
 // Opens a file into the viewer window, or with spawn set into a new viewer
 // process. True when the picture is shown (or the process started).
 bool OpenInViewer(HWND window, const char* path, bool spawn);

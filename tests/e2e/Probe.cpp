@@ -13,6 +13,8 @@
 //   command TITLE ID       posts WM_COMMAND ID to it
 //   key TITLE VK           posts WM_KEYDOWN VK (decimal) to it
 //   size TITLE W H         gives it an outer size of W x H
+//   filename DIALOG TEXT   types TEXT into the dialog's file-name box
+//   press DIALOG ID        posts WM_COMMAND ID (1 OK, 2 Cancel) to the dialog
 //   box CAPTION SECONDS [BUTTON]
 //                          waits for a message box with this caption, answers
 //                          its text, then presses BUTTON (1 OK, 2 Cancel,
@@ -144,6 +146,21 @@ int Execute(const std::vector<std::string>& a, std::string* out) {
                          std::atoi(arg(3).c_str()), SWP_NOMOVE | SWP_NOZORDER);
         return 0;
     }
+    if (verb == "filename" || verb == "press") {
+        HWND dialog = WaitFor(title, 10, true, "#32770");
+        if (!dialog) return 1;
+        if (verb == "press") {
+            PostMessageA(dialog, WM_COMMAND, std::atoi(arg(2).c_str()), 0);
+            return 0;
+        }
+        // The file-name box: a combo box (cmb13) or, in older dialogs, an
+        // edit control (edt1).
+        HWND name = GetDlgItem(dialog, 0x47c);
+        if (!name) name = GetDlgItem(dialog, 0x480);
+        if (!name) return 1;
+        SendMessageA(name, WM_SETTEXT, 0, reinterpret_cast<LPARAM>(arg(2).c_str()));
+        return 0;
+    }
     if (verb == "box") {
         HWND box = WaitFor(title, number(2, 10), true, "#32770");
         if (!box) return 1;
@@ -184,7 +201,10 @@ int main(int argc, char** argv) {
             }
             std::string out;
             const int status = Execute(fields, &out);
-            std::printf("%d\t%s\n", status, out.c_str());
+            // Line breaks of message texts travel as "\n".
+            std::string escaped;
+            for (char c : out) escaped += c == '\n' ? std::string("\\n") : std::string(1, c);
+            std::printf("%d\t%s\n", status, escaped.c_str());
             std::fflush(stdout);
         }
         return 0;

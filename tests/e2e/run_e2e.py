@@ -341,6 +341,62 @@ def case_delete_asks_and_deletes(s, pictures):
     s.wait_gone("DELME.BMP")
 
 
+def case_save_as_adds_the_extension_and_asks_before_overwriting(s, pictures):
+    s.reset_settings()
+    folder = os.path.join(s.work, "saved")
+    shutil.rmtree(folder, ignore_errors=True)
+    os.makedirs(folder)
+    target = os.path.join(folder, "picture.bmp")
+    s.start(pictures["palette"])
+    s.wait_window("PAL8.BMP")
+    # The name typed without an extension gets the bitmap filter's.
+    s.probe("command", "PAL8.BMP", 111)
+    assert s.probe("dialog", "Save image as", 20).returncode == 0, "no save dialog"
+    s.probe("filename", "Save image as", s.winpath(os.path.join(folder, "picture")))
+    s.probe("press", "Save image as", 1)
+    for _ in range(50):
+        if os.path.exists(target) and os.path.getsize(target) > 0:
+            break
+        time.sleep(0.1)
+    time.sleep(0.3)
+    assert_same(Image.open(target).convert("RGB"),
+                Image.open(pictures["palette"]).convert("RGB"), 0, "saved picture")
+    # Saving again asks; No goes back to the dialog, which is then cancelled.
+    s.probe("command", "PAL8.BMP", 111)
+    assert s.probe("dialog", "Save image as", 20).returncode == 0, "no save dialog"
+    s.probe("filename", "Save image as", s.winpath(target))
+    s.probe("press", "Save image as", 1)
+    result = s.probe("box", s.winpath(target), 20, 7)
+    assert result.stdout == "File already exists!\\nOverwrite it?", repr(result.stdout)
+    assert s.probe("dialog", "Save image as", 20).returncode == 0, "dialog not shown again"
+    s.probe("press", "Save image as", 2)
+    s.probe("key", "PAL8.BMP", VK["escape"])
+    s.wait_gone("PAL8.BMP")
+    time.sleep(0.3)
+    assert s.reg_value("stat.iSave") == ("REG_DWORD", "0x1"), s.reg_value("stat.iSave")
+    assert s.reg_value("iLastExpType") == ("REG_DWORD", "0x0"), s.reg_value("iLastExpType")
+    last = s.reg_value("szLastExpDir")
+    assert last is not None and last[1] == s.winpath(folder) + "\\", last
+
+
+def case_auto_size_resamples_on_every_resize(s, pictures):
+    s.reset_settings(**{"disp.bAutoSize": ("REG_BINARY", "01")})
+    s.start(pictures["big"])
+    s.wait_window("PICT24.BMP")
+    s.probe("size", "PICT24.BMP", 260, 200)
+    time.sleep(1.0)
+    _, _, cw, ch = s.client("PICT24.BMP")
+    source = Image.open(pictures["big"]).convert("RGB")
+    shown = s.client_pixels("PICT24.BMP", settle=1.0)
+    largest, mean = differences(shown, source.resize((cw, ch), Image.BICUBIC))
+    assert mean < 12, "auto-sized picture differs on average by %.1f" % mean
+    # Not the top-left part of the picture at its own size.
+    largest, mean = differences(shown, source.crop((0, 0, cw, ch)))
+    assert mean > 12, "the picture was not resampled"
+    s.probe("key", "PICT24.BMP", VK["escape"])
+    s.wait_gone("PICT24.BMP")
+
+
 def case_no_argument_shows_the_open_dialog(s, pictures):
     s.reset_settings()
     process = s.start()
@@ -371,7 +427,8 @@ def case_dither15_on_high_colour(s, pictures):
 CASES_24 = [case_title_size_and_pixels, case_settings_written_by_last_instance,
             case_title_with_resolution, case_panning_keys, case_failing_file_shows_its_message,
             case_several_arguments_start_several_processes, case_wallpaper,
-            case_delete_asks_and_deletes, case_no_argument_shows_the_open_dialog]
+            case_delete_asks_and_deletes, case_save_as_adds_the_extension_and_asks_before_overwriting,
+            case_auto_size_resamples_on_every_resize, case_no_argument_shows_the_open_dialog]
 CASES_16 = [case_title_size_and_pixels, case_title_with_resolution, case_panning_keys,
             case_dither15_on_high_colour]
 

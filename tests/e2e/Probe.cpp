@@ -12,6 +12,7 @@
 //   client TITLE           "x y width height" of its client area on the screen
 //   command TITLE ID       posts WM_COMMAND ID to it
 //   key TITLE VK           posts WM_KEYDOWN VK (decimal) to it
+//   dblclick TITLE         posts a left double click to it
 //   size TITLE W H         gives it an outer size of W x H
 //   filename DIALOG TEXT   types TEXT into the dialog's file-name box
 //   press DIALOG ID        posts WM_COMMAND ID (1 OK, 2 Cancel) to the dialog
@@ -135,12 +136,14 @@ int Execute(const std::vector<std::string>& a, std::string* out) {
         *out = line;
         return 0;
     }
-    if (verb == "command" || verb == "key" || verb == "size" || verb == "close-dialog") {
+    if (verb == "command" || verb == "key" || verb == "size" || verb == "close-dialog" ||
+        verb == "dblclick") {
         HWND window = verb == "close-dialog" ? WaitFor(title, 5, true, "#32770") : Require(title);
         if (!window) return 1;
         if (verb == "command") PostMessageA(window, WM_COMMAND, std::atoi(arg(2).c_str()), 0);
         if (verb == "close-dialog") PostMessageA(window, WM_COMMAND, IDCANCEL, 0);
         if (verb == "key") PostMessageA(window, WM_KEYDOWN, std::atoi(arg(2).c_str()), 0);
+        if (verb == "dblclick") PostMessageA(window, WM_LBUTTONDBLCLK, MK_LBUTTON, MAKELPARAM(10, 10));
         if (verb == "size")
             SetWindowPos(window, nullptr, 0, 0, std::atoi(arg(2).c_str()),
                          std::atoi(arg(3).c_str()), SWP_NOMOVE | SWP_NOZORDER);

@@ -397,6 +397,35 @@ def case_auto_size_resamples_on_every_resize(s, pictures):
     s.wait_gone("PICT24.BMP")
 
 
+def case_double_click_maximises_and_restore_sizes_to_the_picture(s, pictures):
+    s.reset_settings()
+    s.start(pictures["big"])
+    s.wait_window("PICT24.BMP")
+    s.probe("dblclick", "PICT24.BMP")
+    time.sleep(1.0)
+    x, y, w, h = s.client("PICT24.BMP")
+    # Maximised, the frame and caption lie outside the screen (and the client
+    # area reaches up by a menu bar's height, as the window limits say): it
+    # is as wide as the screen and ends at its bottom.
+    assert (x, w) == (0, 1024) and y <= 0 and y + h == 768, (x, y, w, h)
+    # The picture is smaller than the screen: centred between black borders.
+    time.sleep(0.6)
+    screen = s.screenshot()
+    shown = screen.crop((0, 0, 1024, 768))
+    left = (1024 - 320 + 1) // 2
+    top = (h - 240 + 1) // 2 + y  # on the screen
+    assert shown.getpixel((left - 1, top + 10)) == (0, 0, 0)
+    assert_same(shown.crop((left, top, left + 320, top + 240)),
+                Image.open(pictures["big"]).convert("RGB"), 0 if s.args.depth == 24 else 8,
+                "centred picture")
+    # "Restore window" acts as a double click on a maximised window.
+    s.probe("command", "PICT24.BMP", 118)
+    time.sleep(1.0)
+    assert s.client("PICT24.BMP")[2:] == (320, 240), s.client("PICT24.BMP")
+    s.probe("key", "PICT24.BMP", VK["escape"])
+    s.wait_gone("PICT24.BMP")
+
+
 def case_no_argument_shows_the_open_dialog(s, pictures):
     s.reset_settings()
     process = s.start()
@@ -404,6 +433,18 @@ def case_no_argument_shows_the_open_dialog(s, pictures):
     s.probe("close-dialog", "Open image file")
     assert s.wait_exit(process) == 0
     assert s.probe("count", "Vantirel").stdout.strip() == "0"
+
+    # Choosing a file opens it; its directory becomes the last import one.
+    s.start()
+    assert s.probe("dialog", "Open image file", 20).returncode == 0, "no open dialog"
+    s.probe("filename", "Open image file", s.winpath(pictures["palette"]))
+    s.probe("press", "Open image file", 1)
+    assert s.wait_window("PAL8.BMP") == "PAL8.BMP - Vantirel v3.0"
+    s.probe("key", "PAL8.BMP", VK["escape"])
+    s.wait_gone("PAL8.BMP")
+    time.sleep(0.3)
+    last = s.reg_value("szLastImpDir")
+    assert last is not None and last[1] == s.winpath(s.work) + "\\", last
 
 
 def case_dither15_on_high_colour(s, pictures):
@@ -428,7 +469,9 @@ CASES_24 = [case_title_size_and_pixels, case_settings_written_by_last_instance,
             case_title_with_resolution, case_panning_keys, case_failing_file_shows_its_message,
             case_several_arguments_start_several_processes, case_wallpaper,
             case_delete_asks_and_deletes, case_save_as_adds_the_extension_and_asks_before_overwriting,
-            case_auto_size_resamples_on_every_resize, case_no_argument_shows_the_open_dialog]
+            case_auto_size_resamples_on_every_resize,
+            case_double_click_maximises_and_restore_sizes_to_the_picture,
+            case_no_argument_shows_the_open_dialog]
 CASES_16 = [case_title_size_and_pixels, case_title_with_resolution, case_panning_keys,
             case_dither15_on_high_colour]
 

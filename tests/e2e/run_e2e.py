@@ -426,6 +426,32 @@ def case_double_click_maximises_and_restore_sizes_to_the_picture(s, pictures):
     s.wait_gone("PICT24.BMP")
 
 
+def case_spawn_new_and_load_new(s, pictures):
+    s.reset_settings()
+    s.start(pictures["sample"])
+    s.wait_window("VANTIREL.BMP")
+    # "Spawn new...": the chosen file opens in a viewer process of its own.
+    s.probe("command", "VANTIREL.BMP", 100)
+    assert s.probe("dialog", "Open image file", 20).returncode == 0, "no open dialog"
+    s.probe("filename", "Open image file", s.winpath(pictures["big"]))
+    s.probe("press", "Open image file", 1)
+    assert s.wait_window("PICT24.BMP") == "PICT24.BMP - Vantirel v3.0"
+    assert s.probe("count", "VANTIREL.BMP").stdout == "1"
+    # "Load new...": the chosen file replaces the picture in this window.
+    s.probe("command", "VANTIREL.BMP", 110)
+    assert s.probe("dialog", "Open image file", 20).returncode == 0, "no open dialog"
+    s.probe("filename", "Open image file", s.winpath(pictures["palette"]))
+    s.probe("press", "Open image file", 1)
+    assert s.wait_window("PAL8.BMP") == "PAL8.BMP - Vantirel v3.0"
+    s.wait_gone("VANTIREL.BMP")
+    assert s.probe("count", "Vantirel v3.0").stdout == "2"
+    s.probe("key", "PAL8.BMP", VK["escape"])
+    s.probe("key", "PICT24.BMP", VK["escape"])
+    s.wait_gone("Vantirel v3.0")
+    time.sleep(0.3)
+    assert s.reg_value("stat.iOpen") == ("REG_DWORD", "0x3"), s.reg_value("stat.iOpen")
+
+
 def case_no_argument_shows_the_open_dialog(s, pictures):
     s.reset_settings()
     process = s.start()
@@ -471,7 +497,7 @@ CASES_24 = [case_title_size_and_pixels, case_settings_written_by_last_instance,
             case_delete_asks_and_deletes, case_save_as_adds_the_extension_and_asks_before_overwriting,
             case_auto_size_resamples_on_every_resize,
             case_double_click_maximises_and_restore_sizes_to_the_picture,
-            case_no_argument_shows_the_open_dialog]
+            case_spawn_new_and_load_new, case_no_argument_shows_the_open_dialog]
 CASES_16 = [case_title_size_and_pixels, case_title_with_resolution, case_panning_keys,
             case_dither15_on_high_colour]
 

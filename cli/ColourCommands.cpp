@@ -64,7 +64,8 @@ std::string ParseColourOptions(const Arguments& args, const char* command, const
         }
         std::string name = arg, value;
         const size_t equals = arg.find('=');
-        const bool takesValue = arg.compare(0, 6, "--size") == 0 || arg.compare(0, 8, "--colors") == 0;
+        const bool takesValue =
+            arg.compare(0, 6, "--size") == 0 || arg.compare(0, 8, "--colors") == 0;
         if (equals != std::string::npos) {
             name = arg.substr(0, equals);
             value = arg.substr(equals + 1);
@@ -100,8 +101,8 @@ std::string ParseColourOptions(const Arguments& args, const char* command, const
 std::unique_ptr<Image> LoadPicture(const char* path, bool probe, Progress* progress) {
     ImageImpFile imp(path, progress, probe);
     if (!imp.ready) return nullptr;
-    auto image =
-        std::make_unique<Image>(imp.width, imp.height, imp.stride, imp.rows, imp.palette, imp.depth);
+    auto image = std::make_unique<Image>(imp.width, imp.height, imp.stride, imp.rows, imp.palette,
+                                         imp.depth);
     if (!Load(&imp, image.get(), progress, false)) return nullptr;
     return image;
 }
@@ -195,8 +196,8 @@ int CommandDither15(const Arguments& args) {
     }
     // Palette pictures are brought to 24 bits first; the ditherer works in place.
     if (picture->palette) {
-        auto expanded = std::make_unique<Image>(picture->width, picture->height,
-                                                3 * picture->width, picture->height, nullptr, 24);
+        auto expanded = std::make_unique<Image>(picture->width, picture->height, 3 * picture->width,
+                                                picture->height, nullptr, 24);
         if (!clr_8to24bit(expanded.get(), picture.get(), progress.get())) {
             progress.reset();
             return ReportFailure(in);

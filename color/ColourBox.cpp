@@ -25,23 +25,23 @@ void ShrinkColourBox(ColourBox* box, const uint16_t* histogram) {
     ColourBox& b = *box;
     // A bound stops at the opposite one: a box whose cells are all empty
     // (counters that wrapped to 0) collapses to a single cell.
-    while (b.redMin < b.redMax &&
-           CountCells(histogram, b.redMin, b.redMin, b.greenMin, b.greenMax, b.blueMin, b.blueMax) == 0)
+    while (b.redMin < b.redMax && CountCells(histogram, b.redMin, b.redMin, b.greenMin, b.greenMax,
+                                             b.blueMin, b.blueMax) == 0)
         ++b.redMin;
-    while (b.redMax > b.redMin &&
-           CountCells(histogram, b.redMax, b.redMax, b.greenMin, b.greenMax, b.blueMin, b.blueMax) == 0)
+    while (b.redMax > b.redMin && CountCells(histogram, b.redMax, b.redMax, b.greenMin, b.greenMax,
+                                             b.blueMin, b.blueMax) == 0)
         --b.redMax;
-    while (b.greenMin < b.greenMax &&
-           CountCells(histogram, b.redMin, b.redMax, b.greenMin, b.greenMin, b.blueMin, b.blueMax) == 0)
+    while (b.greenMin < b.greenMax && CountCells(histogram, b.redMin, b.redMax, b.greenMin,
+                                                 b.greenMin, b.blueMin, b.blueMax) == 0)
         ++b.greenMin;
-    while (b.greenMax > b.greenMin &&
-           CountCells(histogram, b.redMin, b.redMax, b.greenMax, b.greenMax, b.blueMin, b.blueMax) == 0)
+    while (b.greenMax > b.greenMin && CountCells(histogram, b.redMin, b.redMax, b.greenMax,
+                                                 b.greenMax, b.blueMin, b.blueMax) == 0)
         --b.greenMax;
-    while (b.blueMin < b.blueMax &&
-           CountCells(histogram, b.redMin, b.redMax, b.greenMin, b.greenMax, b.blueMin, b.blueMin) == 0)
+    while (b.blueMin < b.blueMax && CountCells(histogram, b.redMin, b.redMax, b.greenMin,
+                                               b.greenMax, b.blueMin, b.blueMin) == 0)
         ++b.blueMin;
-    while (b.blueMax > b.blueMin &&
-           CountCells(histogram, b.redMin, b.redMax, b.greenMin, b.greenMax, b.blueMax, b.blueMax) == 0)
+    while (b.blueMax > b.blueMin && CountCells(histogram, b.redMin, b.redMax, b.greenMin,
+                                               b.greenMax, b.blueMax, b.blueMax) == 0)
         --b.blueMax;
     b.redExtent = b.redMax - b.redMin;
     b.greenExtent = b.greenMax - b.greenMin;
@@ -100,23 +100,23 @@ void SplitColourBox(ColourBox* box, ColourBox* upper, SplitAxis axis, const uint
     int32_t* upperRegionMin;
     int32_t mean;
     switch (axis) {
-    case SplitAxis::Red:
-        lowerMax = &box->redMax, lowerRegionMax = &box->regionRedMax;
-        upperMin = &upper->redMin, upperRegionMin = &upper->regionRedMin;
-        mean = box->meanRed;
-        break;
-    case SplitAxis::Green:
-        lowerMax = &box->greenMax, lowerRegionMax = &box->regionGreenMax;
-        upperMin = &upper->greenMin, upperRegionMin = &upper->regionGreenMin;
-        mean = box->meanGreen;
-        break;
-    case SplitAxis::Blue:
-        lowerMax = &box->blueMax, lowerRegionMax = &box->regionBlueMax;
-        upperMin = &upper->blueMin, upperRegionMin = &upper->regionBlueMin;
-        mean = box->meanBlue;
-        break;
-    default:
-        return;
+        case SplitAxis::Red:
+            lowerMax = &box->redMax, lowerRegionMax = &box->regionRedMax;
+            upperMin = &upper->redMin, upperRegionMin = &upper->regionRedMin;
+            mean = box->meanRed;
+            break;
+        case SplitAxis::Green:
+            lowerMax = &box->greenMax, lowerRegionMax = &box->regionGreenMax;
+            upperMin = &upper->greenMin, upperRegionMin = &upper->regionGreenMin;
+            mean = box->meanGreen;
+            break;
+        case SplitAxis::Blue:
+            lowerMax = &box->blueMax, lowerRegionMax = &box->regionBlueMax;
+            upperMin = &upper->blueMin, upperRegionMin = &upper->regionBlueMin;
+            mean = box->meanBlue;
+            break;
+        default:
+            return;
     }
     int32_t m = RoundedMean6(mean);
     // The mean can round onto the top plane; the upper box must keep it.

@@ -59,8 +59,8 @@ const Weights& KernelWeights() {
 // `out` (the last a copy of the one before). Taps reach s[i + 3]; when the
 // source is narrower than 4 pixels they would run past its row, so such a
 // row is first copied with its last pixel repeated.
-void HorizontalPass(const uint8_t* source, int sourceWidth, uint8_t* out, int width,
-                    int64_t step, std::vector<uint8_t>* padded) {
+void HorizontalPass(const uint8_t* source, int sourceWidth, uint8_t* out, int width, int64_t step,
+                    std::vector<uint8_t>* padded) {
     const Weights& w = KernelWeights();
     if (sourceWidth < 4) {
         for (int k = 0; k < 4; ++k)

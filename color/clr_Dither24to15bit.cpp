@@ -46,9 +46,9 @@ bool clr_Dither24to15bit(Image* destination, Image* source, Progress* progress) 
             out += 3 * (width - 1);
             errorAt += 3 * (width + 1);
         }
-        int32_t carried[3] = {0, 0, 0};        // 7 x the error of the pixel behind
-        int32_t below[3] = {0, 0, 0};          // 1 x the error of the pixel behind
-        int32_t belowBehind[3] = {0, 0, 0};    // pending sum for the slot behind
+        int32_t carried[3] = {0, 0, 0};      // 7 x the error of the pixel behind
+        int32_t below[3] = {0, 0, 0};        // 1 x the error of the pixel behind
+        int32_t belowBehind[3] = {0, 0, 0};  // pending sum for the slot behind
         for (int count = width; count > 0; --count) {
             for (int c = 0; c < 3; ++c) {
                 int32_t e = (carried[c] + errorAt[direction3 + c] + 8) >> 4;

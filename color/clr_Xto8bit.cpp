@@ -176,8 +176,7 @@ bool clr_Xto8bit(Image* destination, Image* source, int wantedColours, bool dith
     if (source->width != destination->width || source->height != destination->height)
         return SetError("clr_Xto8bit", "Src vs Dst image size missmatch");
     // Records whose rows do not hold their pixels cannot be walked safely.
-    if (!RowsFitPixelBlock(source, source->palette ? 1 : 3) ||
-        !RowsFitPixelBlock(destination, 1))
+    if (!RowsFitPixelBlock(source, source->palette ? 1 : 3) || !RowsFitPixelBlock(destination, 1))
         return SetError("clr_Xto8bit", "Src vs Dst image size missmatch");
 
     // 2^18 16-bit counters that wrap; later the first 2^18 bytes are the map.

@@ -1,6 +1,6 @@
 // Work the viewer and start-up hand to other parts of the program: the index
-// window, the uninstaller, slide shows, the clipboard, the printer and the
-// properties sheet. Each returns false with the error report filled when it
+// window, the uninstaller, the clipboard, the printer and the properties
+// sheet. Each returns false with the error report filled when it
 // cannot do its work.
 #pragma once
 #define WIN32_LEAN_AND_MEAN
@@ -13,8 +13,6 @@ class Image;
 void IndexWindowMain(HINSTANCE instance, const char* path);
 // Removes the program's registry entries and files ("-UNINSTALL").
 void UninstallProgram(HINSTANCE instance);
-// Plays a slide-show script in the viewer window.
-bool RunSlideShow(HWND viewer, const char* path);
 // Copies the picture to the clipboard as a packed device-independent bitmap.
 bool vte_Clipboard(HWND window, Image* image);
 // Prints the picture, one page.

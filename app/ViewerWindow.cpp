@@ -24,6 +24,7 @@
 #include "display/DisplayCaps.h"
 #include "display/DisplayConversion.h"
 #include "display/ProgressDialog.h"
+#include "formats/SlideShow.h"
 
 namespace {
 
@@ -511,12 +512,47 @@ bool RegisterViewerClass(HINSTANCE instance) {
     return RegisterClassA(&older) != 0;
 }
 
+// What a slide show does with the viewer window it plays in.
+class ViewerSlideShowHost : public SlideShowHost {
+public:
+    void Display(const std::string& file) override {
+        OpenInViewer(g_viewer.window, file.c_str(), false);
+    }
+    // Dispatches what is queued; a quit message is posted again so that the
+    // main loop ends after the show.
+    void PumpMessages() override {
+        MSG message;
+        while (PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) {
+            if (message.message == WM_QUIT) {
+                PostQuitMessage(static_cast<int>(message.wParam));
+                return;
+            }
+            TranslateMessage(&message);
+            DispatchMessageA(&message);
+        }
+    }
+    void SleepHalfSecond() override { Sleep(500); }
+    bool WindowExists() override { return IsWindow(g_viewer.window) != 0; }
+    // (ShellExecute is a macro of the Windows headers: the name becomes
+    // ShellExecuteA here and in the base class alike.)
+    void ShellExecute(const std::string& verb, const std::string& file) override {
+        ::ShellExecuteA(g_viewer.window, verb.c_str(), file.c_str(), nullptr, "", SW_SHOWNORMAL);
+    }
+    void StartProcess(const std::string& command, const std::string& argument) override {
+        ::StartProcess(command.c_str(), argument.c_str());
+    }
+    void CloseWindow() override {
+        if (IsWindow(g_viewer.window)) DestroyWindow(g_viewer.window);
+    }
+};
+
 }  // namespace
 
 bool OpenInViewer(HWND window, const char* path, bool spawn) {
     (void)window;
-    if (EndsWithNoCase(path, ".VTS")) {
-        if (RunSlideShow(g_viewer.window, path)) return true;
+    if (IsSlideShowPath(path)) {
+        ViewerSlideShowHost host;
+        if (PlaySlideShow(path, &host)) return true;
         ShowErrorReport();
         return false;
     }

@@ -452,6 +452,34 @@ def case_spawn_new_and_load_new(s, pictures):
     assert s.reg_value("stat.iOpen") == ("REG_DWORD", "0x3"), s.reg_value("stat.iOpen")
 
 
+def case_slide_show_plays_in_the_viewer(s, pictures):
+    s.reset_settings()
+    script = os.path.join(s.work, "SHOW.VTS")
+    with open(script, "w") as f:
+        f.write('Vantirel SlideShow {\r\n display "%s";\r\n delay 2;\r\n'
+                ' display "%s";\r\n delay 2;\r\n}\r\n'
+                % (s.winpath(pictures["palette"]), s.winpath(pictures["big"])))
+    process = s.start(script)
+    assert s.wait_window("PAL8.BMP") == "PAL8.BMP - Vantirel v3.0"
+    # The show runs maximised.
+    x, y, w, h = s.client("PAL8.BMP")
+    assert w == 1024, (x, y, w, h)
+    assert s.wait_window("PICT24.BMP") == "PICT24.BMP - Vantirel v3.0"
+    # The window closes at the end of the show, and the process ends.
+    assert s.wait_exit(process, 30) == 0
+    time.sleep(0.3)
+    assert s.reg_value("disp.bRunMaximized") == ("REG_BINARY", "00"), s.reg_value("disp.bRunMaximized")
+
+    bad = os.path.join(s.work, "BAD.VTS")
+    with open(bad, "w") as f:
+        f.write("Some other text {\n}\n")
+    process = s.start(bad)
+    result = s.probe("box", "vti_VTS", 20, 1)
+    assert result.returncode == 0, "no message box"
+    assert result.stdout == "Not an Vantirel SlideShow file", repr(result.stdout)
+    assert s.wait_exit(process) == 0
+
+
 def case_no_argument_shows_the_open_dialog(s, pictures):
     s.reset_settings()
     process = s.start()
@@ -497,7 +525,8 @@ CASES_24 = [case_title_size_and_pixels, case_settings_written_by_last_instance,
             case_delete_asks_and_deletes, case_save_as_adds_the_extension_and_asks_before_overwriting,
             case_auto_size_resamples_on_every_resize,
             case_double_click_maximises_and_restore_sizes_to_the_picture,
-            case_spawn_new_and_load_new, case_no_argument_shows_the_open_dialog]
+            case_spawn_new_and_load_new, case_slide_show_plays_in_the_viewer,
+            case_no_argument_shows_the_open_dialog]
 CASES_16 = [case_title_size_and_pixels, case_title_with_resolution, case_panning_keys,
             case_dither15_on_high_colour]
 

@@ -65,8 +65,8 @@ UINT_PTR CALLBACK OpenDialogHook(HWND hook, UINT message, WPARAM wParam, LPARAM 
             break;
         case WM_HELP: {
             const HELPINFO* help = reinterpret_cast<const HELPINFO*>(lParam);
-            WinHelpA(static_cast<HWND>(help->hItemHandle), g_settings->helpPath,
-                     HELP_CONTEXTPOPUP, static_cast<ULONG_PTR>(help->iCtrlId));
+            WinHelpA(static_cast<HWND>(help->hItemHandle), g_settings->helpPath, HELP_CONTEXTPOPUP,
+                     static_cast<ULONG_PTR>(help->iCtrlId));
             return TRUE;
         }
     }
@@ -140,10 +140,10 @@ bool OpenImageDialog(HWND owner, char* buffer, DWORD size, bool multiSelect) {
     }
     if (!chosen) return false;
     const size_t nameOffset = request.nFileOffset < size ? request.nFileOffset : 0;
-    StoreDirectory(g_settings->szLastImpDir, sizeof g_settings->szLastImpDir,
-                   std::string(buffer, nameOffset > 0 && buffer[nameOffset - 1] == '\0'
-                                           ? std::strlen(buffer)
-                                           : nameOffset));
+    StoreDirectory(
+        g_settings->szLastImpDir, sizeof g_settings->szLastImpDir,
+        std::string(buffer, nameOffset > 0 && buffer[nameOffset - 1] == '\0' ? std::strlen(buffer)
+                                                                             : nameOffset));
     return true;
 }
 

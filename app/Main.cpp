@@ -3,7 +3,7 @@
 // index window or a viewer.
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>
-
+// after windows.h, which it needs
 #include <commctrl.h>
 
 #include <cstring>
@@ -36,9 +36,15 @@ int WINAPI WinMain(HINSTANCE instance, HINSTANCE, LPSTR, int) {
 
     const char* argument = count > 1 ? arguments[1] : nullptr;
     switch (RoleOf(argument)) {
-        case StartRole::Uninstall: UninstallProgram(instance); break;
-        case StartRole::Index: IndexWindowMain(instance, argument); break;
-        case StartRole::Viewer: ViewerMain(instance, argument); break;
+        case StartRole::Uninstall:
+            UninstallProgram(instance);
+            break;
+        case StartRole::Index:
+            IndexWindowMain(instance, argument);
+            break;
+        case StartRole::Viewer:
+            ViewerMain(instance, argument);
+            break;
     }
     CloseSettings(&record);
     return 0;

@@ -7,6 +7,12 @@
 
 void IndexWindowMain(HINSTANCE, const char*) {}
 void UninstallProgram(HINSTANCE) {}
-bool vte_Clipboard(HWND, Image*) { return SetError("vte_Clipboard()", "Clipboard export is not available yet"); }
-bool vte_Printer(HWND, Image*) { return SetError("vte_Printer()", "Printing is not available yet"); }
-bool ShowPropertiesSheet(HWND, Image*) { return SetError("Properties", "The properties sheet is not available yet"); }
+bool vte_Clipboard(HWND, Image*) {
+    return SetError("vte_Clipboard()", "Clipboard export is not available yet");
+}
+bool vte_Printer(HWND, Image*) {
+    return SetError("vte_Printer()", "Printing is not available yet");
+}
+bool ShowPropertiesSheet(HWND, Image*) {
+    return SetError("Properties", "The properties sheet is not available yet");
+}

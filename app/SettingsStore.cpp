@@ -82,10 +82,10 @@ void CloseSettings(InstanceRecord* record, const SettingsLocation& location) {
     DWORD disposition = 0;
     if (RegCreateKeyExA(HKEY_CURRENT_USER, location.keyPath, 0, nullptr, REG_OPTION_NON_VOLATILE,
                         KEY_ALL_ACCESS, nullptr, &key, &disposition) == ERROR_SUCCESS) {
-        WriteSettingValues(block, [key](const char* name, uint32_t type, const void* data,
-                                        uint32_t size) {
-            WriteRegistryValue(key, name, type, data, size);
-        });
+        WriteSettingValues(block,
+                           [key](const char* name, uint32_t type, const void* data, uint32_t size) {
+                               WriteRegistryValue(key, name, type, data, size);
+                           });
         RegCloseKey(key);
     }
     if (g_settings == block) g_settings = record->previousSettings;
@@ -113,8 +113,8 @@ DWORD ReadRegistryText(HKEY key, const char* name, char* destination, DWORD size
     PutDefaultText(destination, size, defaultText);
     DWORD type = 0;
     DWORD read = size;
-    if (RegQueryValueExA(key, name, nullptr, &type, reinterpret_cast<BYTE*>(destination),
-                         &read) != ERROR_SUCCESS) {
+    if (RegQueryValueExA(key, name, nullptr, &type, reinterpret_cast<BYTE*>(destination), &read) !=
+        ERROR_SUCCESS) {
         PutDefaultText(destination, size, defaultText);
         return 0;
     }
@@ -133,8 +133,8 @@ bool WriteRegistryValueAt(HKEY root, const char* keyPath, const char* name, DWOR
                           const void* data, DWORD size) {
     HKEY key = nullptr;
     DWORD disposition = 0;
-    if (RegCreateKeyExA(root, keyPath, 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS,
-                        nullptr, &key, &disposition) != ERROR_SUCCESS)
+    if (RegCreateKeyExA(root, keyPath, 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr,
+                        &key, &disposition) != ERROR_SUCCESS)
         return false;
     const bool written = WriteRegistryValue(key, name, type, data, size);
     RegCloseKey(key);

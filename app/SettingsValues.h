@@ -21,8 +21,7 @@ void PutDefaultText(void* destination, uint32_t size, const char* text);
 
 // Reads one value into destination (at most size bytes) and returns the
 // number of bytes read, or 0 when it could not be read.
-using SettingReader =
-    std::function<uint32_t(const char* name, void* destination, uint32_t size)>;
+using SettingReader = std::function<uint32_t(const char* name, void* destination, uint32_t size)>;
 // Writes one value: its registry type and the bytes to store.
 using SettingWriter =
     std::function<void(const char* name, uint32_t type, const void* data, uint32_t size)>;

@@ -29,14 +29,34 @@ void ClampLayout(ViewLayout* layout) {
 
 void ApplyPanKey(ViewLayout* layout, PanKey key) {
     switch (key) {
-        case PanKey::PageUp: layout->offsetX = kFarCorner; layout->offsetY = 0; break;
-        case PanKey::PageDown: layout->offsetX = kFarCorner; layout->offsetY = kFarCorner; break;
-        case PanKey::End: layout->offsetX = 0; layout->offsetY = kFarCorner; break;
-        case PanKey::Home: layout->offsetX = 0; layout->offsetY = 0; break;
-        case PanKey::Left: layout->offsetX -= kPanStep; break;
-        case PanKey::Up: layout->offsetY -= kPanStep; break;
-        case PanKey::Right: layout->offsetX += kPanStep; break;
-        case PanKey::Down: layout->offsetY += kPanStep; break;
+        case PanKey::PageUp:
+            layout->offsetX = kFarCorner;
+            layout->offsetY = 0;
+            break;
+        case PanKey::PageDown:
+            layout->offsetX = kFarCorner;
+            layout->offsetY = kFarCorner;
+            break;
+        case PanKey::End:
+            layout->offsetX = 0;
+            layout->offsetY = kFarCorner;
+            break;
+        case PanKey::Home:
+            layout->offsetX = 0;
+            layout->offsetY = 0;
+            break;
+        case PanKey::Left:
+            layout->offsetX -= kPanStep;
+            break;
+        case PanKey::Up:
+            layout->offsetY -= kPanStep;
+            break;
+        case PanKey::Right:
+            layout->offsetX += kPanStep;
+            break;
+        case PanKey::Down:
+            layout->offsetY += kPanStep;
+            break;
     }
     ClampLayout(layout);
 }
@@ -109,8 +129,8 @@ std::vector<MenuItem> BuildViewerMenu(const MenuState& state) {
     return top;
 }
 
-WindowLimits ViewerWindowLimits(int screenWidth, int screenHeight, int frameWidth,
-                                int frameHeight, int captionHeight, int menuHeight) {
+WindowLimits ViewerWindowLimits(int screenWidth, int screenHeight, int frameWidth, int frameHeight,
+                                int captionHeight, int menuHeight) {
     WindowLimits limits;
     limits.width = screenWidth + 2 * frameWidth;
     limits.height = screenHeight + 2 * frameHeight + captionHeight + menuHeight;

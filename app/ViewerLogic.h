@@ -62,10 +62,10 @@ struct MenuItem {
 };
 
 struct MenuState {
-    bool fileExists = false;              // the picture came from a file that still exists
+    bool fileExists = false;  // the picture came from a file that still exists
     bool displayDiffersFromClient = false;
     bool displayDiffersFromPicture = false;
-    bool dibSections = true;              // not Win32s
+    bool dibSections = true;  // not Win32s
     bool maximised = false;
 };
 
@@ -73,14 +73,14 @@ struct MenuState {
 std::vector<MenuItem> BuildViewerMenu(const MenuState& state);
 
 struct WindowLimits {
-    int width;   // maximised size and maximum tracking size
+    int width;  // maximised size and maximum tracking size
     int height;
-    int x;       // maximised position
+    int x;  // maximised position
     int y;
 };
 // The frame and caption of a maximised viewer lie outside the screen.
-WindowLimits ViewerWindowLimits(int screenWidth, int screenHeight, int frameWidth,
-                                int frameHeight, int captionHeight, int menuHeight);
+WindowLimits ViewerWindowLimits(int screenWidth, int screenHeight, int frameWidth, int frameHeight,
+                                int captionHeight, int menuHeight);
 
 // The wallpaper's path: the Windows directory, a '\' unless it ends in one,
 // and "Vantirel Wallpaper".

@@ -116,8 +116,8 @@ bool LoadPicture(const char* path) {
         ProgressDialog progress(name, "Opening");
         ImageImpFile imp(path, &progress, true);
         if (!imp.ready) return false;
-        picture = std::make_unique<Image>(imp.width, imp.height, imp.stride, imp.rows,
-                                          imp.palette, imp.depth);
+        picture = std::make_unique<Image>(imp.width, imp.height, imp.stride, imp.rows, imp.palette,
+                                          imp.depth);
         if (!Load(&imp, picture.get(), &progress, false)) return false;
         std::strncpy(picture->path, imp.path, sizeof picture->path - 1);
         picture->fileName = FileNamePart(picture->path);
@@ -201,8 +201,9 @@ void UseAsWallpaper() {
     const std::string path = WallpaperPath(windows);
     HCURSOR previous = SetCursor(LoadCursor(nullptr, IDC_WAIT));
     // The displayed picture, as the screen shows it.
-    const bool saved = SaveAs(0, path.c_str(), g_viewer.display->pixels ? g_viewer.display.get()
-                                                                         : g_viewer.picture.get());
+    const bool saved =
+        SaveAs(0, path.c_str(),
+               g_viewer.display->pixels ? g_viewer.display.get() : g_viewer.picture.get());
     if (saved)
         SystemParametersInfoA(SPI_SETDESKWALLPAPER, 0, const_cast<char*>(path.c_str()),
                               SPIF_UPDATEINIFILE);
@@ -309,26 +310,48 @@ void DoubleClick() {
 void Command(int command) {
     if (!HasDisplay()) return;
     switch (command) {
-        case kCmdSaveAs: SaveAsCommand(); break;
-        case kCmdDeleteFile: DeletePictureFile(); break;
+        case kCmdSaveAs:
+            SaveAsCommand();
+            break;
+        case kCmdDeleteFile:
+            DeletePictureFile();
+            break;
         case kCmdCopyToClipboard:
             if (!vte_Clipboard(g_viewer.window, g_viewer.picture.get())) ShowErrorReport();
             break;
         case kCmdPrint:
             if (!vte_Printer(g_viewer.window, g_viewer.picture.get())) ShowErrorReport();
             break;
-        case kCmdSizeWindowToImage: SizeWindowToImage(); break;
-        case kCmdSizeImageToWindow: SizeImageToWindow(); break;
-        case kCmdRestoreOriginalSize: RestoreOriginalSize(); break;
-        case kCmdWallpaper: UseAsWallpaper(); break;
-        case kCmdSpawnNew: OpenFromDialog(false); break;
-        case kCmdLoadNew: OpenFromDialog(true); break;
-        case kCmdRestoreWindow: DoubleClick(); break;
-        case kCmdCloseWindow: PostMessageA(g_viewer.window, WM_CLOSE, 0, 0); break;
+        case kCmdSizeWindowToImage:
+            SizeWindowToImage();
+            break;
+        case kCmdSizeImageToWindow:
+            SizeImageToWindow();
+            break;
+        case kCmdRestoreOriginalSize:
+            RestoreOriginalSize();
+            break;
+        case kCmdWallpaper:
+            UseAsWallpaper();
+            break;
+        case kCmdSpawnNew:
+            OpenFromDialog(false);
+            break;
+        case kCmdLoadNew:
+            OpenFromDialog(true);
+            break;
+        case kCmdRestoreWindow:
+            DoubleClick();
+            break;
+        case kCmdCloseWindow:
+            PostMessageA(g_viewer.window, WM_CLOSE, 0, 0);
+            break;
         case kCmdProperties:
             if (!ShowPropertiesSheet(g_viewer.window, g_viewer.picture.get())) ShowErrorReport();
             break;
-        case kCmdHelp: WinHelpA(g_viewer.window, g_settings->helpPath, HELP_CONTENTS, 0); break;
+        case kCmdHelp:
+            WinHelpA(g_viewer.window, g_settings->helpPath, HELP_CONTENTS, 0);
+            break;
     }
 }
 
@@ -354,10 +377,10 @@ void Paint() {
             FillRect(dc, &bottomStrip, black);
         }
         g_viewer.display->Hook(dc);
-        const int width = layout.displayWidth < layout.clientWidth ? layout.displayWidth
-                                                                   : layout.clientWidth;
-        const int height = layout.displayHeight < layout.clientHeight ? layout.displayHeight
-                                                                      : layout.clientHeight;
+        const int width =
+            layout.displayWidth < layout.clientWidth ? layout.displayWidth : layout.clientWidth;
+        const int height =
+            layout.displayHeight < layout.clientHeight ? layout.displayHeight : layout.clientHeight;
         g_viewer.display->Draw(dc, layout.offsetX, layout.offsetY, layout.leftBorder,
                                layout.topBorder, width, height);
         g_viewer.painting = false;
@@ -372,15 +395,33 @@ void Pan(PanKey key) {
 
 bool KeyDown(WPARAM key) {
     switch (key) {
-        case VK_ESCAPE: PostMessageA(g_viewer.window, WM_CLOSE, 0, 0); return true;
-        case VK_PRIOR: Pan(PanKey::PageUp); return true;
-        case VK_NEXT: Pan(PanKey::PageDown); return true;
-        case VK_END: Pan(PanKey::End); return true;
-        case VK_HOME: Pan(PanKey::Home); return true;
-        case VK_LEFT: Pan(PanKey::Left); return true;
-        case VK_UP: Pan(PanKey::Up); return true;
-        case VK_RIGHT: Pan(PanKey::Right); return true;
-        case VK_DOWN: Pan(PanKey::Down); return true;
+        case VK_ESCAPE:
+            PostMessageA(g_viewer.window, WM_CLOSE, 0, 0);
+            return true;
+        case VK_PRIOR:
+            Pan(PanKey::PageUp);
+            return true;
+        case VK_NEXT:
+            Pan(PanKey::PageDown);
+            return true;
+        case VK_END:
+            Pan(PanKey::End);
+            return true;
+        case VK_HOME:
+            Pan(PanKey::Home);
+            return true;
+        case VK_LEFT:
+            Pan(PanKey::Left);
+            return true;
+        case VK_UP:
+            Pan(PanKey::Up);
+            return true;
+        case VK_RIGHT:
+            Pan(PanKey::Right);
+            return true;
+        case VK_DOWN:
+            Pan(PanKey::Down);
+            return true;
     }
     return false;
 }
@@ -432,22 +473,27 @@ LRESULT CALLBACK ViewerProc(HWND window, UINT message, WPARAM wParam, LPARAM lPa
             return 0;
         case WM_GETMINMAXINFO: {
             auto* info = reinterpret_cast<MINMAXINFO*>(lParam);
-            const WindowLimits limits = ViewerWindowLimits(
-                g_display.width, g_display.height, GetSystemMetrics(SM_CXFRAME),
-                GetSystemMetrics(SM_CYFRAME), GetSystemMetrics(SM_CYCAPTION),
-                GetSystemMetrics(SM_CYMENU));
+            const WindowLimits limits =
+                ViewerWindowLimits(g_display.width, g_display.height, GetSystemMetrics(SM_CXFRAME),
+                                   GetSystemMetrics(SM_CYFRAME), GetSystemMetrics(SM_CYCAPTION),
+                                   GetSystemMetrics(SM_CYMENU));
             info->ptMaxSize.x = info->ptMaxTrackSize.x = limits.width;
             info->ptMaxSize.y = info->ptMaxTrackSize.y = limits.height;
             info->ptMaxPosition.x = limits.x;
             info->ptMaxPosition.y = limits.y;
             return 0;
         }
-        case WM_PAINT: Paint(); return 0;
-        case WM_ERASEBKGND: return 1;
+        case WM_PAINT:
+            Paint();
+            return 0;
+        case WM_ERASEBKGND:
+            return 1;
         case WM_CONTEXTMENU:
             ShowContextMenu(static_cast<short>(LOWORD(lParam)), static_cast<short>(HIWORD(lParam)));
             return 0;
-        case WM_COMMAND: Command(LOWORD(wParam)); return 0;
+        case WM_COMMAND:
+            Command(LOWORD(wParam));
+            return 0;
         case WM_KEYDOWN:
             if (KeyDown(wParam)) return 0;
             break;
@@ -472,19 +518,27 @@ LRESULT CALLBACK ViewerProc(HWND window, UINT message, WPARAM wParam, LPARAM lPa
                 ReleaseCapture();
             }
             return 0;
-        case WM_LBUTTONDBLCLK: DoubleClick(); return 0;
+        case WM_LBUTTONDBLCLK:
+            DoubleClick();
+            return 0;
         case WM_SETCURSOR:
             if (LOWORD(lParam) == HTCLIENT) {
                 SetCursor(g_viewer.cursors[static_cast<int>(CursorFor(g_viewer.layout))]);
                 return TRUE;
             }
             break;
-        case WM_DROPFILES: DroppedFiles(reinterpret_cast<HDROP>(wParam)); return 0;
-        case WM_DISPLAYCHANGE: DisplayModeChanged(); return 0;
+        case WM_DROPFILES:
+            DroppedFiles(reinterpret_cast<HDROP>(wParam));
+            return 0;
+        case WM_DISPLAYCHANGE:
+            DisplayModeChanged();
+            return 0;
         case WM_PALETTECHANGED:
             if (reinterpret_cast<HWND>(wParam) != window) Redraw();
             return 0;
-        case WM_QUERYNEWPALETTE: Redraw(); return TRUE;
+        case WM_QUERYNEWPALETTE:
+            Redraw();
+            return TRUE;
     }
     return DefWindowProcA(window, message, wParam, lParam);
 }

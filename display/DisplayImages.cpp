@@ -179,8 +179,7 @@ void DIBSImage::Prepare() {
     SetDIBColorTable(memoryDC_, 0, 256, colours);
 }
 
-bool DIBSImage::Draw(void* deviceContext, int sourceX, int sourceY, int x, int y, int w,
-                     int h) {
+bool DIBSImage::Draw(void* deviceContext, int sourceX, int sourceY, int x, int y, int w, int h) {
     return BlitOrEnd(static_cast<HDC>(deviceContext), x, y, w, h, memoryDC_, sourceX, sourceY);
 }
 

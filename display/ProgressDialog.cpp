@@ -17,8 +17,7 @@ INT_PTR CALLBACK ProgressDialogProc(HWND dialog, UINT message, WPARAM, LPARAM lP
     int x = 0;
     int y = 0;
     if (ProgressDialogPosition(static_cast<int>(lParam), frame.right - frame.left,
-                               frame.bottom - frame.top, g_display.width, g_display.height, &x,
-                               &y))
+                               frame.bottom - frame.top, g_display.width, g_display.height, &x, &y))
         SetWindowPos(dialog, nullptr, x, y, 0, 0, SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
     return TRUE;
 }

@@ -44,8 +44,8 @@ BOOL CALLBACK Collect(HWND window, LPARAM data) {
     GetWindowTextA(window, title, sizeof title);
     char windowClass[256] = {};
     GetClassNameA(window, windowClass, sizeof windowClass);
-    const bool titleMatches =
-        search->exact ? search->title == title : std::strstr(title, search->title.c_str()) != nullptr;
+    const bool titleMatches = search->exact ? search->title == title
+                                            : std::strstr(title, search->title.c_str()) != nullptr;
     const bool classMatches = search->windowClass.empty() || search->windowClass == windowClass;
     if (titleMatches && classMatches && IsWindowVisible(window)) search->found.push_back(window);
     return TRUE;
@@ -143,7 +143,8 @@ int Execute(const std::vector<std::string>& a, std::string* out) {
         if (verb == "command") PostMessageA(window, WM_COMMAND, std::atoi(arg(2).c_str()), 0);
         if (verb == "close-dialog") PostMessageA(window, WM_COMMAND, IDCANCEL, 0);
         if (verb == "key") PostMessageA(window, WM_KEYDOWN, std::atoi(arg(2).c_str()), 0);
-        if (verb == "dblclick") PostMessageA(window, WM_LBUTTONDBLCLK, MK_LBUTTON, MAKELPARAM(10, 10));
+        if (verb == "dblclick")
+            PostMessageA(window, WM_LBUTTONDBLCLK, MK_LBUTTON, MAKELPARAM(10, 10));
         if (verb == "size")
             SetWindowPos(window, nullptr, 0, 0, std::atoi(arg(2).c_str()),
                          std::atoi(arg(3).c_str()), SWP_NOMOVE | SWP_NOZORDER);

@@ -44,7 +44,7 @@ TEST(ProgressPlacement, LaterSlotsFillLeftwardsThenUpwards) {
     EXPECT_EQ(x, 824);
     EXPECT_EQ(y, 648);
     ASSERT_TRUE(ProgressDialogPosition(255, 200, 60, 1024, 768, &x, &y));
-    EXPECT_EQ(x, 824);           // column 0
+    EXPECT_EQ(x, 824);            // column 0
     EXPECT_EQ(y, 768 - 52 * 60);  // row 51, far above the screen
 }
 

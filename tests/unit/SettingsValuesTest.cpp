@@ -10,12 +10,14 @@
 namespace {
 
 std::vector<std::string> kExpectedOrder = {
-    "szLastImpDir",       "szLastExpDir",          "iLastExpType",     "disp.bUseMaxColors",
-    "disp.bDither",       "disp.bDither15",        "disp.bFixedPalette", "disp.bRunMaximized",
-    "disp.bTitleRes",     "disp.bOpenInfo",        "disp.bAutoSize",   "jpeg.bFastDCT",
-    "jpeg.bFastUnsubsample", "stat.iOpen",         "stat.iSave",       "idx.bShowDirs",
-    "idx.bShowOther",     "idx.bShowRes",          "idx.bShowSize",    "idx.iIconX",
-    "idx.iIconY",         "idx.iIconSpacing"};
+    "szLastImpDir",          "szLastExpDir",       "iLastExpType",
+    "disp.bUseMaxColors",    "disp.bDither",       "disp.bDither15",
+    "disp.bFixedPalette",    "disp.bRunMaximized", "disp.bTitleRes",
+    "disp.bOpenInfo",        "disp.bAutoSize",     "jpeg.bFastDCT",
+    "jpeg.bFastUnsubsample", "stat.iOpen",         "stat.iSave",
+    "idx.bShowDirs",         "idx.bShowOther",     "idx.bShowRes",
+    "idx.bShowSize",         "idx.iIconX",         "idx.iIconY",
+    "idx.iIconSpacing"};
 
 }  // namespace
 
@@ -114,11 +116,11 @@ TEST(SettingsValues, ValuesAreWrittenInTheSameOrderWithTypesAndSizes) {
     block.stat.iOpen = 7;
     std::vector<std::string> names;
     std::map<std::string, std::pair<uint32_t, std::string>> written;
-    WriteSettingValues(&block, [&](const char* name, uint32_t type, const void* data,
-                                   uint32_t size) {
-        names.push_back(name);
-        written[name] = {type, std::string(static_cast<const char*>(data), size)};
-    });
+    WriteSettingValues(
+        &block, [&](const char* name, uint32_t type, const void* data, uint32_t size) {
+            names.push_back(name);
+            written[name] = {type, std::string(static_cast<const char*>(data), size)};
+        });
     EXPECT_EQ(names, kExpectedOrder);
     EXPECT_EQ(written["szLastImpDir"].first, 1u);
     EXPECT_EQ(written["szLastImpDir"].second, std::string("C:\\images\\\0", 11));

@@ -18,7 +18,9 @@ ViewLayout Layout(int clientWidth, int clientHeight, int displayWidth, int displ
 
 std::vector<std::string> Texts(const std::vector<MenuItem>& items) {
     std::vector<std::string> texts;
-    for (const MenuItem& item : items) texts.push_back(item.command || !item.submenu.empty() || !item.text.empty() ? item.text : "-");
+    for (const MenuItem& item : items)
+        texts.push_back(item.command || !item.submenu.empty() || !item.text.empty() ? item.text
+                                                                                    : "-");
     return texts;
 }
 
@@ -113,7 +115,7 @@ TEST(ViewerLogic, MenuOfANormalWindowWithAMatchingPicture) {
     state.fileExists = true;
     const std::vector<MenuItem> menu = BuildViewerMenu(state);
     EXPECT_EQ(Texts(menu), (std::vector<std::string>{"Spawn new...", "Load new...", "-", "File",
-                                                      "View", "Properties", "-", "Help"}));
+                                                     "View", "Properties", "-", "Help"}));
     EXPECT_TRUE(menu[0].isDefault);
     EXPECT_EQ(menu[0].command, 100);
     EXPECT_EQ(menu[1].command, 110);
@@ -134,10 +136,9 @@ TEST(ViewerLogic, MenuOfAMaximisedWindowWithADifferentlySizedPicture) {
     state.displayDiffersFromPicture = true;
     state.dibSections = false;
     const std::vector<MenuItem> menu = BuildViewerMenu(state);
-    EXPECT_EQ(Texts(menu),
-              (std::vector<std::string>{"Spawn new...", "Load new...", "-", "Restore window",
-                                        "Close window", "-", "File", "View", "Properties", "-",
-                                        "Help"}));
+    EXPECT_EQ(Texts(menu), (std::vector<std::string>{"Spawn new...", "Load new...", "-",
+                                                     "Restore window", "Close window", "-", "File",
+                                                     "View", "Properties", "-", "Help"}));
     EXPECT_EQ(menu[3].command, 118);
     EXPECT_TRUE(menu[3].isDefault);
     EXPECT_EQ(menu[4].command, 119);

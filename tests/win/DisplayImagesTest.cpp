@@ -96,8 +96,8 @@ TEST_F(DisplayImagesTest, DibSectionIsOneRowTallerTopDownWithItsStrideRounded) {
 
 TEST_F(DisplayImagesTest, PaletteDibSectionDrawsItsPixelsThroughItsColourTable) {
     std::vector<uint8_t> palette(768, 0);
-    palette[3] = 255;          // entry 1: red
-    palette[6 + 2] = 255;      // entry 2: blue
+    palette[3] = 255;      // entry 1: red
+    palette[6 + 2] = 255;  // entry 2: blue
     DIBSImage image(3, 2, 3, 2, palette.data(), 0);
     EXPECT_EQ(image.stride, 4);
     EXPECT_EQ(image.depth, 8);
@@ -154,9 +154,9 @@ TEST_F(DisplayImagesTest, DeviceBitmapIsMadeFromAnUnalignedTrueColourPicture) {
     for (int row = 0; row < 2; ++row)
         for (int x = 0; x < 5; ++x) {
             uint8_t* p = source.Row(row) + 3 * x;
-            p[0] = static_cast<uint8_t>(10 * x);       // blue
-            p[1] = static_cast<uint8_t>(100 + row);    // green
-            p[2] = static_cast<uint8_t>(200 + x);      // red
+            p[0] = static_cast<uint8_t>(10 * x);     // blue
+            p[1] = static_cast<uint8_t>(100 + row);  // green
+            p[2] = static_cast<uint8_t>(200 + x);    // red
         }
     DDBImage bitmap(source);
     EXPECT_STREQ(bitmap.className, "DDBImage");
@@ -183,9 +183,8 @@ TEST_F(DisplayImagesTest, PlainImageDrawsWhite) {
 TEST_F(DisplayImagesTest, ClassFollowsTheScreenDepthAndTheOptions) {
     std::vector<uint8_t> palette = GreyRamp();
     auto make = [&](bool withPalette) {
-        return std::unique_ptr<Image>(CreateDisplayImage(4, 4, withPalette ? 4 : 12, 4,
-                                                         withPalette ? palette.data() : nullptr,
-                                                         0));
+        return std::unique_ptr<Image>(CreateDisplayImage(
+            4, 4, withPalette ? 4 : 12, 4, withPalette ? palette.data() : nullptr, 0));
     };
     g_display.bitsPerPixel = 8;
     EXPECT_STREQ(make(true)->className, "DIBSImage");

@@ -9,10 +9,9 @@
 namespace {
 std::vector<uint8_t> TinyBitmap() {
     // 2 x 1 pixels, 24 bits, bottom-up, rows padded to 4 bytes.
-    return {'B', 'M', 62, 0, 0, 0, 0, 0, 0, 0, 54, 0, 0, 0,
-            40, 0, 0, 0, 2, 0, 0, 0, 1, 0, 0, 0, 1, 0, 24, 0, 0, 0, 0, 0,
-            8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
-            0, 0, 255, 255, 0, 0, 0, 0};
+    return {'B', 'M', 62, 0, 0, 0, 0, 0,  0, 0, 54, 0, 0, 0, 40,  0,   0, 0, 2, 0, 0,
+            0,   1,   0,  0, 0, 1, 0, 24, 0, 0, 0,  0, 0, 8, 0,   0,   0, 0, 0, 0, 0,
+            0,   0,   0,  0, 0, 0, 0, 0,  0, 0, 0,  0, 0, 0, 255, 255, 0, 0, 0, 0};
 }
 }  // namespace
 
@@ -22,8 +21,7 @@ TEST(FileDialogs, InformationLineShowsSizeDepthFormatAndCompression) {
 }
 
 TEST(FileDialogs, InformationLineOfANonPictureIsTheErrorText) {
-    const std::string path =
-        test::WriteTempFile("notes.bmp", std::vector<uint8_t>(64, 'x'));
+    const std::string path = test::WriteTempFile("notes.bmp", std::vector<uint8_t>(64, 'x'));
     const std::string line = PictureInformation(path.c_str());
     EXPECT_FALSE(line.empty());
     EXPECT_EQ(line.find("Couldn't open"), std::string::npos);
@@ -37,7 +35,8 @@ TEST(FileDialogs, InformationLineOfAFileThatCannotBeOpenedIsEmpty) {
 
 TEST(FileDialogs, OneChosenFileIsItsOwnPath) {
     const char buffer[] = "C:\\PICS\\cat.gif\0\0";
-    EXPECT_EQ(SelectedPaths(buffer, sizeof buffer), (std::vector<std::string>{"C:\\PICS\\cat.gif"}));
+    EXPECT_EQ(SelectedPaths(buffer, sizeof buffer),
+              (std::vector<std::string>{"C:\\PICS\\cat.gif"}));
 }
 
 TEST(FileDialogs, SeveralChosenFilesAreJoinedToTheirDirectory) {

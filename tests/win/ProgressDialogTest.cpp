@@ -8,6 +8,7 @@
 #include "display/ProgressDialog.h"
 #include "display/ProgressPlacement.h"
 
+// after windows.h (through ProgressDialog.h), which it needs
 #include <commctrl.h>
 
 namespace {

@@ -95,7 +95,8 @@ TEST_F(SettingsStoreTest, FieldsLieAtTheirByteOffsetsInTheSharedSection) {
     // A second view of the same section sees the bytes where the layout says.
     HANDLE other = OpenFileMappingA(FILE_MAP_READ, FALSE, section_.c_str());
     ASSERT_NE(other, nullptr);
-    const auto* bytes = static_cast<const unsigned char*>(MapViewOfFile(other, FILE_MAP_READ, 0, 0, 0));
+    const auto* bytes =
+        static_cast<const unsigned char*>(MapViewOfFile(other, FILE_MAP_READ, 0, 0, 0));
     ASSERT_NE(bytes, nullptr);
     EXPECT_EQ(bytes[1032], 0x44);
     EXPECT_EQ(bytes[1035], 0x11);
@@ -235,8 +236,8 @@ TEST_F(SettingsStoreTest, KeyHelpersWriteAndReadDefaultValues) {
     EXPECT_EQ(ReadKeyDefault(HKEY_CURRENT_USER, (key_ + "\\missing").c_str(), text, sizeof text),
               0);
     EXPECT_EQ(text[0], '\0');
-    ASSERT_TRUE(WriteRegistryValueAt(HKEY_CURRENT_USER, sub.c_str(), "Size", REG_DWORD,
-                                     "\x07\0\0\0", 4));
+    ASSERT_TRUE(
+        WriteRegistryValueAt(HKEY_CURRENT_USER, sub.c_str(), "Size", REG_DWORD, "\x07\0\0\0", 4));
     HKEY key = nullptr;
     ASSERT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, sub.c_str(), 0, KEY_READ, &key), ERROR_SUCCESS);
     int32_t size = 0;
@@ -299,8 +300,8 @@ TEST_F(SettingsStoreTest, AllColoursModeActsOnlyOnFirstEntryAndLastLeave) {
     g_display.paletteDevice = true;
     EnterAllColoursMode();
     EXPECT_EQ(g_settings->allColoursRefCount, 1);
-    EXPECT_EQ(GetSysColor(COLOR_WINDOW), RGB(255, 255, 255));       // index 5
-    EXPECT_EQ(GetSysColor(COLOR_WINDOWFRAME), RGB(0, 0, 0));        // index 6
+    EXPECT_EQ(GetSysColor(COLOR_WINDOW), RGB(255, 255, 255));         // index 5
+    EXPECT_EQ(GetSysColor(COLOR_WINDOWFRAME), RGB(0, 0, 0));          // index 6
     EXPECT_EQ(GetSysColor(COLOR_HIGHLIGHTTEXT), RGB(255, 255, 255));  // index 14
     EnterAllColoursMode();
     EXPECT_EQ(g_settings->allColoursRefCount, 2);

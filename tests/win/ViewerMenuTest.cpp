@@ -17,7 +17,8 @@ std::vector<std::string> Items(HMENU menu) {
         info.cch = sizeof text;
         GetMenuItemInfoA(menu, static_cast<UINT>(i), TRUE, &info);
         std::string entry = info.fType & MFT_SEPARATOR ? "-" : text;
-        if (!info.hSubMenu && !(info.fType & MFT_SEPARATOR)) entry += " " + std::to_string(info.wID);
+        if (!info.hSubMenu && !(info.fType & MFT_SEPARATOR))
+            entry += " " + std::to_string(info.wID);
         if (info.fState & MFS_DEFAULT) entry += " default";
         items.push_back(entry);
     }

@@ -30,7 +30,8 @@ public:
     // plain record has no device form and fills the rectangle white.
     virtual bool Draw(void* deviceContext, int unused1, int unused2, int x, int y, int width,
                       int height);
-    virtual void Hook(int) {}
+    // Display classes realise their palette into this device context.
+    virtual void Hook(void* deviceContext) { (void)deviceContext; }
 
     Image(const Image&) = delete;
     Image& operator=(const Image&) = delete;

@@ -1,0 +1,22 @@
+// The viewer window "VantirelViewWnd": one picture per process, commands from
+// a context menu, the keyboard, the mouse and dropped files.
+#pragma once
+#define WIN32_LEAN_AND_MEAN
+#include <windows.h>
+
+// Registers the class, creates the window, opens `path` (or, with none, what
+// the open dialog chooses) and runs the message loop while the window lives.
+// Returns when the window has closed or the first picture could not be
+// opened (the class is then unregistered).
+void ViewerMain(HINSTANCE instance, const char* path);
+
+#include <vector>
+
+#include "app/ViewerLogic.h"
+
+// The context menu as a popup menu; the caller destroys it.
+HMENU CreateViewerMenu(const std::vector<MenuItem>& items);
+
+// Opens a file into the viewer window, or with spawn set into a new viewer
+// process. True when the picture is shown (or the process started).
+bool OpenInViewer(HWND window, const char* path, bool spawn);

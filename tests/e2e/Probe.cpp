@@ -1,0 +1,221 @@
+// A small console program run under the same Wine prefix as Vantirel.exe:
+// the end-to-end driver asks it about windows and sends them messages.
+// "probe serve" answers one request per line (tab-separated fields) with
+// "status<TAB>answer"; otherwise the command line is one request.
+//
+//   wait TITLE SECONDS     waits for a viewer window whose title contains
+//                          TITLE; answers its title
+//   dialog TITLE SECONDS   waits for a dialog titled exactly TITLE
+//   close-dialog TITLE     cancels that dialog
+//   gone TITLE SECONDS     waits until no such viewer window exists
+//   count TITLE            how many such viewer windows exist
+//   client TITLE           "x y width height" of its client area on the screen
+//   command TITLE ID       posts WM_COMMAND ID to it
+//   key TITLE VK           posts WM_KEYDOWN VK (decimal) to it
+//   dblclick TITLE         posts a left double click to it
+//   size TITLE W H         gives it an outer size of W x H
+//   filename DIALOG TEXT   types TEXT into the dialog's file-name box
+//   press DIALOG ID        posts WM_COMMAND ID (1 OK, 2 Cancel) to the dialog
+//   box CAPTION SECONDS [BUTTON]
+//                          waits for a message box with this caption, answers
+//                          its text, then presses BUTTON (1 OK, 2 Cancel,
+//                          6 Yes, 7 No) if given
+#define WIN32_LEAN_AND_MEAN
+#include <windows.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace {
+
+struct Search {
+    std::string title;
+    bool exact = false;
+    std::string windowClass;
+    std::vector<HWND> found;
+};
+
+BOOL CALLBACK Collect(HWND window, LPARAM data) {
+    auto* search = reinterpret_cast<Search*>(data);
+    char title[512] = {};
+    GetWindowTextA(window, title, sizeof title);
+    char windowClass[256] = {};
+    GetClassNameA(window, windowClass, sizeof windowClass);
+    const bool titleMatches = search->exact ? search->title == title
+                                            : std::strstr(title, search->title.c_str()) != nullptr;
+    const bool classMatches = search->windowClass.empty() || search->windowClass == windowClass;
+    if (titleMatches && classMatches && IsWindowVisible(window)) search->found.push_back(window);
+    return TRUE;
+}
+
+std::vector<HWND> Find(const std::string& title, bool exact = false, const char* cls = "") {
+    Search search;
+    search.title = title;
+    search.exact = exact;
+    search.windowClass = cls;
+    EnumWindows(Collect, reinterpret_cast<LPARAM>(&search));
+    return search.found;
+}
+
+HWND WaitFor(const std::string& title, double seconds, bool exact = false, const char* cls = "") {
+    const DWORD end = GetTickCount() + static_cast<DWORD>(seconds * 1000);
+    do {
+        std::vector<HWND> found = Find(title, exact, cls);
+        if (!found.empty()) return found.front();
+        Sleep(100);
+    } while (GetTickCount() < end);
+    return nullptr;
+}
+
+constexpr char kViewerClass[] = "VantirelViewWnd";
+
+HWND Require(const std::string& title) {
+    std::vector<HWND> found = Find(title, false, kViewerClass);
+    return found.empty() ? nullptr : found.front();
+}
+
+std::string TextOf(HWND window) {
+    char text[1024] = {};
+    GetWindowTextA(window, text, sizeof text);
+    return text;
+}
+
+// The message text: the box's text control (0xFFFF), or else the first
+// static control that has a text.
+BOOL CALLBACK FindStatic(HWND child, LPARAM data) {
+    char cls[64] = {};
+    GetClassNameA(child, cls, sizeof cls);
+    if (_stricmp(cls, "Static") == 0 && !TextOf(child).empty()) {
+        *reinterpret_cast<std::string*>(data) = TextOf(child);
+        return FALSE;
+    }
+    return TRUE;
+}
+
+// Carries out one request; the answer goes to *out. Returns 0 on success.
+int Execute(const std::vector<std::string>& a, std::string* out) {
+    auto arg = [&](size_t i) { return i < a.size() ? a[i] : std::string(); };
+    auto number = [&](size_t i, double fallback) {
+        return i < a.size() ? std::atof(a[i].c_str()) : fallback;
+    };
+    char line[1200];
+    if (a.size() < 2) return 2;
+    const std::string& verb = a[0];
+    const std::string& title = a[1];
+    if (verb == "wait" || verb == "dialog") {
+        HWND window = verb == "wait" ? WaitFor(title, number(2, 10), false, kViewerClass)
+                                     : WaitFor(title, number(2, 10), true, "#32770");
+        if (!window) return 1;
+        *out = TextOf(window);
+        return 0;
+    }
+    if (verb == "gone") {
+        const DWORD end = GetTickCount() + static_cast<DWORD>(number(2, 10) * 1000);
+        while (!Find(title, false, kViewerClass).empty()) {
+            if (GetTickCount() > end) return 1;
+            Sleep(50);
+        }
+        return 0;
+    }
+    if (verb == "count") {
+        *out = std::to_string(Find(title, false, kViewerClass).size());
+        return 0;
+    }
+    if (verb == "client") {
+        HWND window = Require(title);
+        if (!window) return 1;
+        RECT client;
+        GetClientRect(window, &client);
+        POINT origin = {0, 0};
+        ClientToScreen(window, &origin);
+        std::snprintf(line, sizeof line, "%ld %ld %ld %ld", origin.x, origin.y, client.right,
+                      client.bottom);
+        *out = line;
+        return 0;
+    }
+    if (verb == "command" || verb == "key" || verb == "size" || verb == "close-dialog" ||
+        verb == "dblclick") {
+        HWND window = verb == "close-dialog" ? WaitFor(title, 5, true, "#32770") : Require(title);
+        if (!window) return 1;
+        if (verb == "command") PostMessageA(window, WM_COMMAND, std::atoi(arg(2).c_str()), 0);
+        if (verb == "close-dialog") PostMessageA(window, WM_COMMAND, IDCANCEL, 0);
+        if (verb == "key") PostMessageA(window, WM_KEYDOWN, std::atoi(arg(2).c_str()), 0);
+        if (verb == "dblclick")
+            PostMessageA(window, WM_LBUTTONDBLCLK, MK_LBUTTON, MAKELPARAM(10, 10));
+        if (verb == "size")
+            SetWindowPos(window, nullptr, 0, 0, std::atoi(arg(2).c_str()),
+                         std::atoi(arg(3).c_str()), SWP_NOMOVE | SWP_NOZORDER);
+        return 0;
+    }
+    if (verb == "filename" || verb == "press") {
+        HWND dialog = WaitFor(title, 10, true, "#32770");
+        if (!dialog) return 1;
+        if (verb == "press") {
+            PostMessageA(dialog, WM_COMMAND, std::atoi(arg(2).c_str()), 0);
+            return 0;
+        }
+        // The file-name box: a combo box (cmb13) or, in older dialogs, an
+        // edit control (edt1).
+        HWND name = GetDlgItem(dialog, 0x47c);
+        if (!name) name = GetDlgItem(dialog, 0x480);
+        if (!name) return 1;
+        SendMessageA(name, WM_SETTEXT, 0, reinterpret_cast<LPARAM>(arg(2).c_str()));
+        return 0;
+    }
+    if (verb == "box") {
+        HWND box = WaitFor(title, number(2, 10), true, "#32770");
+        if (!box) return 1;
+        // The text control may come a moment after the box itself.
+        std::string text;
+        for (int tries = 0; tries < 40 && text.empty(); ++tries) {
+            char control[1024] = {};
+            GetDlgItemTextA(box, 0xFFFF, control, sizeof control);
+            text = control;
+            if (text.empty()) EnumChildWindows(box, FindStatic, reinterpret_cast<LPARAM>(&text));
+            if (text.empty()) Sleep(50);
+        }
+        *out = text;
+        if (a.size() > 3) PostMessageA(box, WM_COMMAND, std::atoi(arg(3).c_str()), 0);
+        return 0;
+    }
+    return 2;
+}
+
+}  // namespace
+
+// "serve" reads one request per line (fields separated by tabs) and answers
+// each with "status<TAB>text"; anything else is one request from the
+// command line.
+int main(int argc, char** argv) {
+    if (argc > 1 && std::string(argv[1]) == "serve") {
+        char request[4096];
+        while (std::fgets(request, sizeof request, stdin)) {
+            std::string text = request;
+            while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
+            std::vector<std::string> fields;
+            size_t start = 0;
+            for (;;) {
+                const size_t tab = text.find('\t', start);
+                fields.push_back(text.substr(start, tab - start));
+                if (tab == std::string::npos) break;
+                start = tab + 1;
+            }
+            std::string out;
+            const int status = Execute(fields, &out);
+            // Line breaks of message texts travel as "\n".
+            std::string escaped;
+            for (char c : out) escaped += c == '\n' ? std::string("\\n") : std::string(1, c);
+            std::printf("%d\t%s\n", status, escaped.c_str());
+            std::fflush(stdout);
+        }
+        return 0;
+    }
+    std::vector<std::string> fields(argv + 1, argv + argc);
+    std::string out;
+    const int status = Execute(fields, &out);
+    std::printf("%s\n", out.c_str());
+    return status;
+}

@@ -17,6 +17,7 @@
 #include "core/Platform.h"
 #include "core/Progress.h"
 #include "formats/PngFilters.h"
+#include "formats/PngInflate.h"
 #include "formats/Readers.h"
 
 namespace {
@@ -246,6 +247,31 @@ bool PlanPasses(uint32_t width, uint32_t height, unsigned bitsPerPixel, bool ada
     return true;
 }
 
+}  // namespace
+
+const char* PngInflateMessage(int zlibResult) {
+    switch (zlibResult) {
+        case Z_OK:
+        case Z_STREAM_END:
+            return nullptr;
+        case Z_BUF_ERROR:
+            return "Inflate: Buffer error";
+        case Z_MEM_ERROR:
+            return "Inflate: Out of memory";
+        case Z_DATA_ERROR:
+            return "Inflate: Corrupted data";
+        case Z_STREAM_ERROR:
+            return "Inflate: Inconsistent stream";
+        case Z_NEED_DICT:
+            return "Inflate: Missing dictionary";
+        default:
+            // The misspelling is the message users have always seen.
+            return "Inflate: Unkwown error";
+    }
+}
+
+namespace {
+
 // Inflates every IDAT chunk's data, in file order, into the pass buffer:
 // inflate is called once per chunk with a partial flush.
 bool InflateImageData(const ImageImpFile* imp, uint8_t* buffer, size_t bufferBytes) {
@@ -263,30 +289,7 @@ bool InflateImageData(const ImageImpFile* imp, uint8_t* buffer, size_t bufferByt
         if (!SameType(chunk.type, "IDAT")) continue;
         stream.next_in = const_cast<Bytef*>(chunk.data);
         stream.avail_in = chunk.length;
-        const char* message = nullptr;
-        switch (inflate(&stream, Z_PARTIAL_FLUSH)) {
-            case Z_OK:
-            case Z_STREAM_END:
-                break;
-            case Z_BUF_ERROR:
-                message = "Inflate: Buffer error";
-                break;
-            case Z_MEM_ERROR:
-                message = "Inflate: Out of memory";
-                break;
-            case Z_DATA_ERROR:
-                message = "Inflate: Corrupted data";
-                break;
-            case Z_STREAM_ERROR:
-                message = "Inflate: Inconsistent stream";
-                break;
-            case Z_NEED_DICT:
-                message = "Inflate: Missing dictionary";
-                break;
-            default:
-                message = "Inflate: Unkwown error";
-                break;
-        }
+        const char* message = PngInflateMessage(inflate(&stream, Z_PARTIAL_FLUSH));
         if (message) {
             inflateEnd(&stream);
             return SetError(kPlace, "%s", message);

@@ -69,7 +69,8 @@ bool ApplyColourModel(ImageImpFile* imp) {
 // differs); stops at the first reader that recognises the file.
 bool Identify(ImageImpFile* imp, const char* extension, bool matching) {
     bool verdict = false;
-    for (const ImportFormat& format : kImportFormats) {
+    for (int i = 0; i < kImportFormatCount; ++i) {
+        const ImportFormat& format = g_importFormats[i];
         if (SameTextIgnoringCase(format.extension, extension) != matching) continue;
         verdict = format.identify(imp);
         if (imp->ready) {

@@ -10,3 +10,7 @@ struct ImportFormat {
 };
 
 extern const ImportFormat kImportFormats[kImportFormatCount];
+
+// The table the dispatcher walks: kImportFormats, unless a test substitutes a
+// table of its own readers (kImportFormatCount entries).
+extern const ImportFormat* g_importFormats;

@@ -34,9 +34,11 @@ const ImportFormat kImportFormats[kImportFormatCount] = {
 };
 static_assert(std::size(kImportFormats) == 26);
 
+const ImportFormat* g_importFormats = kImportFormats;
+
 bool GetImportFormat(int index, const char** extension, const char** description) {
     if (index < 0 || index >= kImportFormatCount) return false;
-    if (extension) *extension = kImportFormats[index].extension;
-    if (description) *description = kImportFormats[index].description;
+    if (extension) *extension = g_importFormats[index].extension;
+    if (description) *description = g_importFormats[index].description;
     return true;
 }

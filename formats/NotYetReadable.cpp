@@ -13,4 +13,3 @@ bool vti_RAS(ImageImpFile*) { return false; }
 bool vti_MAC(ImageImpFile*) { return false; }
 bool vti_NEO(ImageImpFile*) { return false; }
 bool vti_PIC(ImageImpFile*) { return false; }
-bool vti_VTS(ImageImpFile*) { return false; }

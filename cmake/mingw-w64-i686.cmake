@@ -1,0 +1,2 @@
+set(VANTIREL_MINGW_ARCH i686)
+include(${CMAKE_CURRENT_LIST_DIR}/MinGW.cmake)

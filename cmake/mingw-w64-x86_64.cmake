@@ -1,0 +1,2 @@
+set(VANTIREL_MINGW_ARCH x86_64)
+include(${CMAKE_CURRENT_LIST_DIR}/MinGW.cmake)

@@ -1,0 +1,71 @@
+#include "core/RowUtils.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+using Bytes = std::vector<uint8_t>;
+
+TEST(RowUtils, CopyRowsCopiesTheSmallerStride) {
+    const Bytes source = {1, 2, 3, 4, 5, 6, 7, 8};  // 2 rows of 4
+    Bytes destination(6, 0xEE);                     // 2 rows of 3
+    CopyRows(destination.data(), 3, source.data(), 4, 2);
+    EXPECT_EQ(destination, (Bytes{1, 2, 3, 5, 6, 7}));
+}
+
+TEST(RowUtils, CopyRowsWidensABlockInPlaceFromTheLastRowBackwards) {
+    Bytes block = {1, 2, 3, 4, 5, 6, 0, 0, 0, 0, 0, 0};  // 3 rows of 2, room for 3 rows of 4
+    CopyRows(block.data(), 4, block.data(), 2, 3);
+    EXPECT_EQ(Bytes(block.begin(), block.begin() + 2), (Bytes{1, 2}));
+    EXPECT_EQ(Bytes(block.begin() + 4, block.begin() + 6), (Bytes{3, 4}));
+    EXPECT_EQ(Bytes(block.begin() + 8, block.begin() + 10), (Bytes{5, 6}));
+}
+
+TEST(RowUtils, SwapRedBlueSwapsFirstAndThirdByteOfEveryPixel) {
+    Bytes rows = {1, 2, 3, 4, 5, 6, 99, 7, 8, 9, 10, 11, 12, 99};  // stride 7, width 2
+    SwapRedBlue(rows.data(), 2, 7, 2);
+    EXPECT_EQ(rows, (Bytes{3, 2, 1, 6, 5, 4, 99, 9, 8, 7, 12, 11, 10, 99}));
+}
+
+TEST(RowUtils, PlanesToPixelsPutsTheThirdPlaneFirst) {
+    const Bytes planes = {10, 11, 0, 20, 21, 0, 30, 31, 0};  // plane distance 3
+    Bytes pixels(6);
+    PlanesToPixels(pixels.data(), planes.data(), 2, 3);
+    EXPECT_EQ(pixels, (Bytes{30, 20, 10, 31, 21, 11}));
+}
+
+TEST(RowUtils, BitPlanesToIndicesGivesPlaneKBitK) {
+    // Two planes of one byte each: plane 0 = 1000 0001, plane 1 = 1100 0000.
+    const Bytes planes = {0x81, 0xC0};
+    Bytes indices(8, 0xFF);
+    BitPlanesToIndices(indices.data(), planes.data(), 8, 2, 1);
+    EXPECT_EQ(indices, (Bytes{3, 2, 0, 0, 0, 0, 0, 1}));
+}
+
+TEST(RowUtils, BitPlanesToIndicesClearsTheOutputOverWidthRoundedUpToEight) {
+    const Bytes planes = {0x00};
+    Bytes indices(10, 0xFF);
+    BitPlanesToIndices(indices.data(), planes.data(), 3, 1, 1);
+    EXPECT_EQ(indices, (Bytes{0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF}));
+}
+
+TEST(RowUtils, UnpackOneBitIsMostSignificantBitFirst) {
+    const Bytes source = {0xA5, 0x01};
+    Bytes out(16);
+    Unpack1Bit(out.data(), source.data(), 2);
+    EXPECT_EQ(out, (Bytes{1, 0, 1, 0, 0, 1, 0, 1, 0, 0, 0, 0, 0, 0, 0, 1}));
+}
+
+TEST(RowUtils, UnpackTwoBitGivesFourValuesPerByte) {
+    const Bytes source = {0x1B};  // 00 01 10 11
+    Bytes out(4);
+    Unpack2Bit(out.data(), source.data(), 1);
+    EXPECT_EQ(out, (Bytes{0, 1, 2, 3}));
+}
+
+TEST(RowUtils, UnpackFourBitIsHighNibbleFirst) {
+    const Bytes source = {0x3C, 0xF0};
+    Bytes out(4);
+    Unpack4Bit(out.data(), source.data(), 2);
+    EXPECT_EQ(out, (Bytes{3, 12, 15, 0}));
+}

@@ -174,7 +174,7 @@ std::string Compare(const test::RgbPicture& ours, const test::RgbPicture& theirs
     return s.str();
 }
 
-bool HavePil() {
+[[maybe_unused]] bool HavePil() {
     static const bool have = [] {
         int status = 0;
         test::RunCommand("/usr/bin/python3 -c 'import PIL' 2>/dev/null", &status);

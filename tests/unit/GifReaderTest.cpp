@@ -178,7 +178,11 @@ struct Loaded {
     bool loaded = false;
 };
 
-std::unique_ptr<ImageImpFile> Open(const Bytes& file, const std::string& name = "t.gif") {
+// Every file gets a name of its own: under Windows a file cannot be
+// rewritten while an earlier record still maps it.
+std::unique_ptr<ImageImpFile> Open(const Bytes& file) {
+    static int serial = 0;
+    const std::string name = "gif-" + std::to_string(++serial) + ".gif";
     ClearError();
     return std::make_unique<ImageImpFile>(test::WriteTempFile(name, file).c_str(), nullptr, false);
 }

@@ -95,9 +95,13 @@ struct Loaded {
     bool loaded = false;
 };
 
+// Every file gets a name of its own: under Windows a file cannot be
+// rewritten while an earlier record still maps it.
 std::unique_ptr<ImageImpFile> Open(const Bytes& file) {
+    static int serial = 0;
+    const std::string name = "png-" + std::to_string(++serial) + ".png";
     ClearError();
-    return std::make_unique<ImageImpFile>(test::WriteTempFile("t.png", file).c_str(), nullptr, false);
+    return std::make_unique<ImageImpFile>(test::WriteTempFile(name, file).c_str(), nullptr, false);
 }
 
 Loaded OpenAndLoad(const Bytes& file, Progress* progress = nullptr) {

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <vector>
 
 #include "core/ByteCursor.h"
 #include "core/Error.h"
@@ -165,27 +166,39 @@ private:
 };
 
 constexpr int kMaxCodeWidth = 12;
-constexpr int kTableSize = 1 << kMaxCodeWidth;
+constexpr unsigned kTableSize = 1u << kMaxCodeWidth;
 
-// The LZW string table. Every entry is its prefix code plus one byte; its
-// length and first byte are kept too so a string can be written straight
-// into place from its last byte backwards. Byte values are stored already
-// masked to the palette size: every pixel written is masked, and the masking
-// does not change how strings chain.
-struct LzwTable {
-    uint16_t prefix[kTableSize];
-    uint8_t suffix[kTableSize];
-    uint8_t first[kTableSize];
-    uint16_t length[kTableSize];
-};
+// Copies `length` bytes from earlier in the output to its end. Every table
+// string is a piece of what has been output already, so strings are copied
+// from there rather than rebuilt through a prefix chain. The source always
+// ends at or before `to`; whole 8-byte words are moved while there is room,
+// and the bytes a word carries past the string are overwritten by the next
+// string.
+inline void CopyString(uint8_t* out, size_t from, size_t to, size_t length, size_t capacity) {
+    if (to + length + 8 <= capacity) {
+        for (size_t i = 0; i < length; i += 8) {
+            uint64_t word;
+            std::memcpy(&word, out + from + i, 8);
+            std::memcpy(out + to + i, &word, 8);
+        }
+    } else {
+        for (size_t i = 0; i < length; ++i) out[to + i] = out[from + i];
+    }
+}
 
 // Decodes the image data at `dataAt` into `out`, at most `capacity` bytes.
 // Decoding ends at the end code. The capacity is our guard: a stream that
 // never sends its end code (or whose data runs out) stops when the block is
 // full rather than writing past it.
+//
+// The string table keeps, for each entry, where its string was output and
+// its length: an entry is the previous string plus the first byte of the
+// one after it, and those two lie next to each other in the output. Pixel
+// values are masked to the palette size as they are written; strings copied
+// from the output are therefore masked already.
 void DecodeLzw(const uint8_t* data, size_t size, size_t dataAt, int depth, uint8_t* out,
                size_t capacity) {
-    if (dataAt >= size) return;
+    if (dataAt >= size || capacity == 0) return;
     const unsigned minimumCodeSize = data[dataAt];
     // Code sizes above 11 would make the clear code itself need more than
     // 12 bits: no such stream can be decoded.
@@ -196,119 +209,123 @@ void DecodeLzw(const uint8_t* data, size_t size, size_t dataAt, int depth, uint8
     const unsigned clearCode = 1u << minimumCodeSize;
     const unsigned endCode = clearCode + 1;
 
-    auto table = std::make_unique<LzwTable>();
-    for (unsigned code = 0; code < kTableSize; ++code) {
-        table->prefix[code] = 0;
-        table->suffix[code] = static_cast<uint8_t>(code & pixelMask);
-        table->first[code] = table->suffix[code];
-        table->length[code] = 1;
-    }
+    std::vector<uint32_t> start(kTableSize, 0);
+    std::vector<uint16_t> length(kTableSize, 0);
 
     unsigned codeWidth = minimumCodeSize + 1;
     unsigned codeMask = (1u << codeWidth) - 1;
     unsigned freeCode = clearCode + 2;
-    uint32_t bitBuffer = 0;
+    uint64_t bitBuffer = 0;
     unsigned bitCount = 0;
     auto readCode = [&]() -> unsigned {
         while (bitCount < codeWidth) {
-            bitBuffer |= static_cast<uint32_t>(source.Next()) << bitCount;
+            bitBuffer |= static_cast<uint64_t>(source.Next()) << bitCount;
             bitCount += 8;
         }
-        const unsigned code = bitBuffer & codeMask;
+        const unsigned code = static_cast<unsigned>(bitBuffer) & codeMask;
         bitBuffer >>= codeWidth;
         bitCount -= codeWidth;
         return code;
     };
 
     size_t written = 0;
-    // Writes the string of `code` at the output position, cut off at the
-    // capacity; returns false once the block is full.
-    auto writeString = [&](unsigned code) -> bool {
-        const size_t length = table->length[code];
-        const size_t room = capacity - written;
-        if (length <= room) {
-            uint8_t* at = out + written + length;
-            for (size_t i = 0; i < length; ++i) {
-                *--at = table->suffix[code];
-                code = table->prefix[code];
-            }
-            written += length;
-            return written < capacity;
-        }
-        size_t skip = length > room ? length - room : 0;  // tail bytes that do not fit
-        size_t at = written + length - 1;
-        for (size_t i = 0; i < length; ++i, --at) {
-            if (skip > 0)
-                --skip;
-            else
-                out[at] = table->suffix[code];
-            code = table->prefix[code];
-        }
-        written += std::min(length, room);
-        return written < capacity;
-    };
-
-    int previous = -1;  // no previous code yet
+    bool havePrevious = false;  // no previous string yet
+    size_t previousStart = 0, previousLength = 0;
     while (written < capacity) {
         unsigned code = readCode();
         if (code == endCode) break;
-        if (code == clearCode) {
-            codeWidth = minimumCodeSize + 1;
-            codeMask = (1u << codeWidth) - 1;
-            freeCode = clearCode + 2;
-            do {
-                code = readCode();
-                // Once the data has run out every code reads as all ones; for
-                // a minimum code size of 0 that is the clear code again, for
-                // ever.
-                if (code == clearCode && minimumCodeSize == 0 && source.Exhausted()) return;
-            } while (code == clearCode);
-            if (code == endCode) break;
-            out[written++] = static_cast<uint8_t>(code & pixelMask);
-            previous = static_cast<int>(code);
-            continue;
-        }
-        if (previous < 0) {
-            // A stream that does not begin with a clear code: its first code
-            // is taken as a single pixel, as after a clear.
-            out[written++] = static_cast<uint8_t>(code & pixelMask);
-            previous = static_cast<int>(code);
+        if (code == clearCode || !havePrevious) {
+            if (code == clearCode) {
+                codeWidth = minimumCodeSize + 1;
+                codeMask = (1u << codeWidth) - 1;
+                freeCode = clearCode + 2;
+                do {
+                    code = readCode();
+                    // Once the data has run out every code reads as all ones;
+                    // for a minimum code size of 0 that is the clear code
+                    // again, for ever.
+                    if (code == clearCode && minimumCodeSize == 0 && source.Exhausted()) return;
+                } while (code == clearCode);
+                if (code == endCode) break;
+            }
+            // The first code after a clear (or of a stream that does not
+            // begin with one) is output as a single pixel.
+            out[written] = static_cast<uint8_t>(code & pixelMask);
+            previousStart = written++;
+            previousLength = 1;
+            havePrevious = true;
             continue;
         }
 
-        uint8_t firstByte;
-        if (code < freeCode) {
-            firstByte = table->first[code];
-            if (!writeString(code)) break;
+        const size_t here = written;
+        size_t emitted;
+        if (code < clearCode) {
+            out[written++] = static_cast<uint8_t>(code & pixelMask);
+            emitted = 1;
+        } else if (code < freeCode) {
+            emitted = length[code];
+            const size_t fits = std::min(emitted, capacity - written);
+            CopyString(out, start[code], written, fits, capacity);
+            written += fits;
         } else {
             // Not in the table yet: the previous string plus its own first
             // byte.
-            firstByte = table->first[previous];
-            if (!writeString(static_cast<unsigned>(previous))) break;
-            out[written++] = firstByte;
+            emitted = previousLength + 1;
+            const size_t fits = std::min(previousLength, capacity - written);
+            CopyString(out, previousStart, written, fits, capacity);
+            written += fits;
+            if (written < capacity) out[written++] = out[previousStart];
         }
+        if (written < here + emitted) break;  // the picture is full
 
         // The table stops at 4096 entries; a full table is not extended
         // until the encoder sends a clear code.
         if (freeCode < kTableSize) {
-            table->prefix[freeCode] = static_cast<uint16_t>(previous);
-            table->suffix[freeCode] = firstByte;
-            table->first[freeCode] = table->first[previous];
-            table->length[freeCode] =
-                static_cast<uint16_t>(std::min<unsigned>(table->length[previous] + 1u, kTableSize));
+            start[freeCode] = static_cast<uint32_t>(previousStart);
+            length[freeCode] = static_cast<uint16_t>(previousLength + 1);
             ++freeCode;
             if (freeCode > codeMask && codeWidth < kMaxCodeWidth) {
                 ++codeWidth;
                 codeMask = (1u << codeWidth) - 1;
             }
         }
-        previous = static_cast<int>(code);
+        previousStart = here;
+        previousLength = emitted;
     }
 }
 
 // The four passes of an interlaced GIF: starting row and step.
 constexpr int kPassStart[4] = {0, 4, 2, 1};
 constexpr int kPassStep[4] = {8, 8, 4, 2};
+
+// Rows stored in the order of the four passes, `width` bytes each, are put
+// top-down in place: every cycle of the permutation is followed with one
+// row held aside.
+void InterlacedRowsInPlace(uint8_t* rows, size_t width, size_t height) {
+    // storedAt[r]: where picture row r was stored.
+    std::vector<size_t> storedAt(height);
+    size_t stored = 0;
+    for (int pass = 0; pass < 4; ++pass)
+        for (size_t row = kPassStart[pass]; row < height; row += kPassStep[pass])
+            storedAt[row] = stored++;
+    std::vector<bool> done(height, false);
+    std::vector<uint8_t> held(width);
+    for (size_t first = 0; first < height; ++first) {
+        if (done[first] || storedAt[first] == first) continue;
+        std::memcpy(held.data(), rows + first * width, width);
+        size_t row = first;
+        for (;;) {
+            done[row] = true;
+            const size_t from = storedAt[row];
+            if (from == first) {
+                std::memcpy(rows + row * width, held.data(), width);
+                break;
+            }
+            std::memcpy(rows + row * width, rows + from * width, width);
+            row = from;
+        }
+    }
+}
 
 bool LoadGif(ImageImpFile* imp, Image* image, Progress* progress) {
     if (imp->scratch[kScratchComment] != 0) {
@@ -346,6 +363,15 @@ bool LoadGif(ImageImpFile* imp, Image* image, Progress* progress) {
     }
 
     const size_t pixels = width * height;
+    if (stride == width && pixels <= image->PixelBytes()) {
+        // The usual geometry: the pixel block itself serves as the temporary
+        // block, and the rows are then put in order in place.
+        DecodeLzw(imp->data, imp->size, dataAt, imp->depth, image->pixels, pixels);
+        ReportStatus(progress, "De-interlacing", 75, 100);
+        InterlacedRowsInPlace(image->pixels, width, height);
+        return true;
+    }
+
     auto* block = static_cast<uint8_t*>(std::calloc(pixels + 4, 1));
     if (!block) platform::FatalExit("EXIT: Out of memory");
     DecodeLzw(imp->data, imp->size, dataAt, imp->depth, block, pixels + 4);

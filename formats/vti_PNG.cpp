@@ -274,7 +274,8 @@ namespace {
 
 // Inflates every IDAT chunk's data, in file order, into the pass buffer:
 // inflate is called once per chunk with a partial flush.
-bool InflateImageData(const ImageImpFile* imp, uint8_t* buffer, size_t bufferBytes) {
+bool InflateImageData(const ImageImpFile* imp, uint8_t* buffer, size_t bufferBytes,
+                      size_t* inflated) {
     z_stream stream{};
     if (inflateInit(&stream) != Z_OK) return SetError(kPlace, "inflateInit failed");
     // zlib counts its output in 32-bit words; a buffer beyond that simply
@@ -295,6 +296,7 @@ bool InflateImageData(const ImageImpFile* imp, uint8_t* buffer, size_t bufferByt
             return SetError(kPlace, "%s", message);
         }
     }
+    *inflated = static_cast<size_t>(stream.next_out - buffer);
     inflateEnd(&stream);
     return true;
 }
@@ -349,14 +351,17 @@ bool LoadPng(ImageImpFile* imp, Image* image, Progress* progress) {
     size_t total = 0;
     if (!PlanPasses(width, height, bitsPerPixel, interlace == 1, &passes, &total))
         platform::FatalExit("EXIT: Out of memory");
-    auto* buffer = static_cast<uint8_t*>(std::calloc(total ? total : 1, 1));
+    auto* buffer = static_cast<uint8_t*>(std::malloc(total ? total : 1));
     if (!buffer) platform::FatalExit("EXIT: Out of memory");
 
     ReportStatus(progress, "Decompressing", 0, 100);
-    if (!InflateImageData(imp, buffer, total)) {
+    size_t inflated = 0;
+    if (!InflateImageData(imp, buffer, total, &inflated)) {
         std::free(buffer);
         return false;
     }
+    // Image data that ends early leaves the rest of the picture at zero.
+    std::memset(buffer + inflated, 0, total - inflated);
 
     ReportStatus(progress, "De-filtering", 50, 100);
     for (const Pass& pass : passes) {

@@ -72,17 +72,20 @@ bool vti_GIF(ImageImpFile* imp) {
     // Extension blocks before the first image: only the first comment is
     // kept, as the picture's label.
     file.Seek(position);
+    // The first comment extension is the one: if it has no data, there is
+    // no label, whatever later comments say.
     size_t commentAt = 0, commentLength = 0;
-    bool haveComment = false;
+    bool commentSeen = false;
     while (!file.AtEnd() && file.ByteAt(file.Position()) == kExtensionIntroducer) {
         file.Skip(1);
         const unsigned label = file.U8();
+        const bool firstComment = label == kCommentLabel && !commentSeen;
+        if (label == kCommentLabel) commentSeen = true;
         bool firstSubBlock = true;
         for (;;) {
             const unsigned length = file.U8();
             if (length == 0 || file.Overrun()) break;
-            if (label == kCommentLabel && !haveComment && firstSubBlock) {
-                haveComment = true;
+            if (firstComment && firstSubBlock) {
                 commentAt = file.Position();
                 commentLength = std::min<size_t>(length, file.Remaining());
             }
@@ -122,7 +125,7 @@ bool vti_GIF(ImageImpFile* imp) {
     imp->depth = depth;
     imp->scratch[kScratchInterlaced] = (imageFlags & 0x40) != 0;
     imp->scratch[kScratchImageData] = position;
-    imp->scratch[kScratchComment] = haveComment ? commentAt : 0;
+    imp->scratch[kScratchComment] = commentAt;
     imp->scratch[kScratchCommentLength] = commentLength;
     return true;
 }

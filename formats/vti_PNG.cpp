@@ -170,6 +170,8 @@ bool vti_PNG(ImageImpFile* imp) {
             if (!haveHeader || imp->scratch[kScratchColourType] != kPaletteColour) continue;
             if (!imp->palette) imp->palette = AllocPaletteBlock();
             if (imp->palette) {
+                // A later PLTE replaces an earlier one completely.
+                std::memset(imp->palette, 0, kPaletteBlockBytes);
                 const size_t entries = std::min<size_t>(chunk.length / 3, kPaletteEntries);
                 std::memcpy(imp->palette, chunk.data, entries * 3);
             }

@@ -618,3 +618,13 @@ TEST(GifReader, ZeroWidthIsImageSizeIsZero) {
     EXPECT_STREQ(g_errorPlace, "ImageImpFile()");
     EXPECT_STREQ(g_errorText, "Image size is zero!");
 }
+
+TEST(GifReader, EmptyFirstCommentMeansNoLabelEvenWithALaterOne) {
+    Bytes file = Header(1, 1, 1);
+    AddComment(file, {});
+    AddComment(file, {"later"});
+    AddImage(file, 1, 1, {1}, 0, false, 2);
+    const Loaded l = OpenAndLoad(file);
+    ASSERT_TRUE(l.loaded);
+    EXPECT_STREQ(l.image->label, "");
+}

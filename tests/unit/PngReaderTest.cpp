@@ -688,3 +688,17 @@ TEST(PngReader, ShortImageDataKeepsWhatWasDecoded) {
     EXPECT_EQ(RowOf(*l.image, 0), (Bytes{5, 6}));
     EXPECT_EQ(RowOf(*l.image, 2), (Bytes{0, 0}));
 }
+
+TEST(PngReader, LaterPaletteReplacesAnEarlierOne) {
+    Bytes file = kSignature;
+    AddChunk(file, "IHDR", Header(2, 1, 8, 3));
+    AddChunk(file, "PLTE", Palette(4));
+    AddChunk(file, "PLTE", {9, 8, 7});
+    AddChunk(file, "IDAT", Compress(Unfiltered({{0, 3}})));
+    AddChunk(file, "IEND", {});
+    const Loaded l = OpenAndLoad(file);
+    ASSERT_TRUE(l.loaded);
+    EXPECT_EQ(l.image->palette[0], 9);
+    EXPECT_EQ(l.image->palette[2], 7);
+    EXPECT_EQ(l.image->palette[9], 0);  // entry 3 of the first palette is gone
+}

@@ -702,3 +702,20 @@ TEST(PngReader, LaterPaletteReplacesAnEarlierOne) {
     EXPECT_EQ(l.image->palette[2], 7);
     EXPECT_EQ(l.image->palette[9], 0);  // entry 3 of the first palette is gone
 }
+
+TEST(PngReader, TheFuzzFoundOneColumnOfFourteenMillionRowsLoads) {
+    // 1 x 14090353 palette picture, one IDAT holding a single row, a junk
+    // IHDR check value: slow under the sanitizers, quick here, and the rows
+    // the data does not reach stay at index 0.
+    const Bytes file = test::ReadFile(std::string(VANTIREL_SOURCE_DIR) +
+                                      "/tests/data/fuzz/png-one-column-fourteen-million-rows.png");
+    ASSERT_EQ(file.size(), 113u);
+    const Loaded l = OpenAndLoad(file);
+    ASSERT_TRUE(l.loaded) << g_errorText;
+    EXPECT_EQ(l.image->width, 1);
+    EXPECT_EQ(l.image->height, 14090353);
+    EXPECT_EQ(l.imp->depth, 1);
+    EXPECT_EQ(l.image->palette[2], 0xFF);  // the one entry: (0, 0, 255)
+    EXPECT_EQ(l.image->Row(0)[0], 0);
+    EXPECT_EQ(l.image->Row(14090352)[0], 0);
+}

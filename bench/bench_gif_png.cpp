@@ -157,25 +157,31 @@ int main(int argc, char** argv) {
             std::fprintf(stderr, "%s: our reader refused it\n", path.c_str());
             continue;
         }
-        const double whole = bench::MedianMilliseconds(kRuns, [&] { DecodeWithVantirel(path, &pixels); });
+        const double whole =
+            bench::MedianMilliseconds(kRuns, [&] { DecodeWithVantirel(path, &pixels); });
         ImageImpFile imp(path.c_str(), nullptr, false);
         Image image(imp.width, imp.height, imp.stride, imp.rows, imp.palette, imp.depth);
-        const double ours = bench::MedianMilliseconds(kRuns, [&] { Load(&imp, &image, nullptr, false); });
+        const double ours =
+            bench::MedianMilliseconds(kRuns, [&] { Load(&imp, &image, nullptr, false); });
         std::printf("%-40s vantirel whole import path %8.3f ms (%.1f MP/s)\n", name.c_str(), whole,
                     pixels / whole / 1000.0);
         // Enough for every peer's plain output (16-bit RGBA at most).
         g_output.assign(static_cast<size_t>(pixels) * 8 + static_cast<size_t>(imp.height) * 8, 0);
         const bool isGif = file.size() > 3 && std::memcmp(file.data(), "GIF", 3) == 0;
         if (isGif) {
-            if (!DecodeWithGiflib(file)) std::fprintf(stderr, "%s: giflib refused it\n", path.c_str());
+            if (!DecodeWithGiflib(file))
+                std::fprintf(stderr, "%s: giflib refused it\n", path.c_str());
             const double giflib = bench::MedianMilliseconds(kRuns, [&] { DecodeWithGiflib(file); });
             Report(name, "giflib", pixels, ours, giflib);
         } else {
-            if (!DecodeWithLibpng(file)) std::fprintf(stderr, "%s: libpng refused it\n", path.c_str());
+            if (!DecodeWithLibpng(file))
+                std::fprintf(stderr, "%s: libpng refused it\n", path.c_str());
             const double libpng = bench::MedianMilliseconds(kRuns, [&] { DecodeWithLibpng(file); });
             Report(name, "libpng", pixels, ours, libpng);
-            if (!DecodeWithLibspng(file)) std::fprintf(stderr, "%s: libspng refused it\n", path.c_str());
-            const double libspng = bench::MedianMilliseconds(kRuns, [&] { DecodeWithLibspng(file); });
+            if (!DecodeWithLibspng(file))
+                std::fprintf(stderr, "%s: libspng refused it\n", path.c_str());
+            const double libspng =
+                bench::MedianMilliseconds(kRuns, [&] { DecodeWithLibspng(file); });
             Report(name, "libspng", pixels, ours, libspng);
         }
     }

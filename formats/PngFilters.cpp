@@ -50,7 +50,8 @@ void UnfilterPngRow(unsigned filterType, uint8_t* row, const uint8_t* previous, 
             break;
         case kPngFilterUp:
             if (!previous) break;
-            for (size_t i = 0; i < rowBytes; ++i) row[i] = static_cast<uint8_t>(row[i] + previous[i]);
+            for (size_t i = 0; i < rowBytes; ++i)
+                row[i] = static_cast<uint8_t>(row[i] + previous[i]);
             break;
         case kPngFilterAverage:
             if (!previous) {
@@ -58,7 +59,8 @@ void UnfilterPngRow(unsigned filterType, uint8_t* row, const uint8_t* previous, 
                     row[i] = static_cast<uint8_t>(row[i] + (row[i - pixelBytes] >> 1));
                 break;
             }
-            for (size_t i = 0; i < lead; ++i) row[i] = static_cast<uint8_t>(row[i] + (previous[i] >> 1));
+            for (size_t i = 0; i < lead; ++i)
+                row[i] = static_cast<uint8_t>(row[i] + (previous[i] >> 1));
             for (size_t i = pixelBytes; i < rowBytes; ++i)
                 row[i] = static_cast<uint8_t>(row[i] + ((row[i - pixelBytes] + previous[i]) >> 1));
             break;
@@ -71,17 +73,31 @@ void UnfilterPngRow(unsigned filterType, uint8_t* row, const uint8_t* previous, 
             }
             // With nothing on the left, the predictor picks the byte above.
             switch (pixelBytes) {
-                case 1: PaethRow<1>(row, previous, rowBytes); break;
-                case 2: PaethRow<2>(row, previous, rowBytes); break;
-                case 3: PaethRow<3>(row, previous, rowBytes); break;
-                case 4: PaethRow<4>(row, previous, rowBytes); break;
-                case 6: PaethRow<6>(row, previous, rowBytes); break;
-                case 8: PaethRow<8>(row, previous, rowBytes); break;
+                case 1:
+                    PaethRow<1>(row, previous, rowBytes);
+                    break;
+                case 2:
+                    PaethRow<2>(row, previous, rowBytes);
+                    break;
+                case 3:
+                    PaethRow<3>(row, previous, rowBytes);
+                    break;
+                case 4:
+                    PaethRow<4>(row, previous, rowBytes);
+                    break;
+                case 6:
+                    PaethRow<6>(row, previous, rowBytes);
+                    break;
+                case 8:
+                    PaethRow<8>(row, previous, rowBytes);
+                    break;
                 default:
-                    for (size_t i = 0; i < lead; ++i) row[i] = static_cast<uint8_t>(row[i] + previous[i]);
+                    for (size_t i = 0; i < lead; ++i)
+                        row[i] = static_cast<uint8_t>(row[i] + previous[i]);
                     for (size_t i = pixelBytes; i < rowBytes; ++i)
-                        row[i] = static_cast<uint8_t>(
-                            row[i] + Paeth(row[i - pixelBytes], previous[i], previous[i - pixelBytes]));
+                        row[i] =
+                            static_cast<uint8_t>(row[i] + Paeth(row[i - pixelBytes], previous[i],
+                                                                previous[i - pixelBytes]));
                     break;
             }
             break;

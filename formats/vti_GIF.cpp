@@ -21,8 +21,8 @@ constexpr const char* kPlace = "vti_GIF";
 // Reader scratch words.
 enum : int {
     kScratchInterlaced = 0,
-    kScratchImageData = 1,     // offset of the LZW minimum-code-size byte
-    kScratchComment = 2,       // offset of the first comment's first sub-block data, or 0
+    kScratchImageData = 1,  // offset of the LZW minimum-code-size byte
+    kScratchComment = 2,    // offset of the first comment's first sub-block data, or 0
     kScratchCommentLength = 3,
 };
 
@@ -332,7 +332,8 @@ void InterlacedRowsInPlace(uint8_t* rows, size_t width, size_t height) {
 
 bool LoadGif(ImageImpFile* imp, Image* image, Progress* progress) {
     if (imp->scratch[kScratchComment] != 0) {
-        const size_t length = std::min<size_t>(imp->scratch[kScratchCommentLength], kLabelCharacters);
+        const size_t length =
+            std::min<size_t>(imp->scratch[kScratchCommentLength], kLabelCharacters);
         std::memcpy(image->label, imp->data + imp->scratch[kScratchComment], length);
         image->label[length] = '\0';
     }

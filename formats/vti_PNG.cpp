@@ -74,7 +74,8 @@ bool DepthAllowed(unsigned colourType, unsigned bitDepth) {
     switch (colourType) {
         case kGrey:
         case kGreyAlpha:
-            return bitDepth == 1 || bitDepth == 2 || bitDepth == 4 || bitDepth == 8 || bitDepth == 16;
+            return bitDepth == 1 || bitDepth == 2 || bitDepth == 4 || bitDepth == 8 ||
+                   bitDepth == 16;
         case kRgb:
         case kRgba:
             return bitDepth == 8 || bitDepth == 16;
@@ -133,10 +134,12 @@ bool vti_PNG(ImageImpFile* imp) {
             const ByteCursor header(chunk.data, chunk.length);
             const uint32_t width = (static_cast<uint32_t>(header.ByteAt(0)) << 24) |
                                    (static_cast<uint32_t>(header.ByteAt(1)) << 16) |
-                                   (static_cast<uint32_t>(header.ByteAt(2)) << 8) | header.ByteAt(3);
+                                   (static_cast<uint32_t>(header.ByteAt(2)) << 8) |
+                                   header.ByteAt(3);
             const uint32_t height = (static_cast<uint32_t>(header.ByteAt(4)) << 24) |
                                     (static_cast<uint32_t>(header.ByteAt(5)) << 16) |
-                                    (static_cast<uint32_t>(header.ByteAt(6)) << 8) | header.ByteAt(7);
+                                    (static_cast<uint32_t>(header.ByteAt(6)) << 8) |
+                                    header.ByteAt(7);
             const unsigned bitDepth = header.ByteAt(8);
             const unsigned colourType = header.ByteAt(9);
             const unsigned compression = header.ByteAt(10);
@@ -158,8 +161,8 @@ bool vti_PNG(ImageImpFile* imp) {
             // Grey and palette pictures are one byte per pixel; the default
             // stride would be taken before the grey ramp exists.
             imp->stride = colour ? static_cast<int32_t>(3u * width) : static_cast<int32_t>(width);
-            imp->colourModel = (colourType == kGrey || colourType == kGreyAlpha) ? kColourGrey
-                                                                                : kColourUnstated;
+            imp->colourModel =
+                (colourType == kGrey || colourType == kGreyAlpha) ? kColourGrey : kColourUnstated;
             imp->scratch[kScratchColourType] = colourType;
             imp->scratch[kScratchBitDepth] = bitDepth;
             imp->scratch[kScratchInterlace] = interlace;
@@ -179,7 +182,8 @@ bool vti_PNG(ImageImpFile* imp) {
             // Read when loading.
         } else if (chunk.type[0] >= 'A' && chunk.type[0] <= 'Z') {
             platform::Warning(
-                "Warning! Unrecognized critical chunk encountered - Will probably not display image "
+                "Warning! Unrecognized critical chunk encountered - Will probably not display "
+                "image "
                 "correctly");
         }
         // Ancillary chunks (lower-case first letter) are skipped silently.
@@ -197,7 +201,8 @@ struct Pass {
 };
 
 constexpr uint32_t kAdam7[7][4] = {
-    {0, 0, 8, 8}, {4, 0, 8, 8}, {0, 4, 4, 8}, {2, 0, 4, 4}, {0, 2, 2, 4}, {1, 0, 2, 2}, {0, 1, 1, 2},
+    {0, 0, 8, 8}, {4, 0, 8, 8}, {0, 4, 4, 8}, {2, 0, 4, 4},
+    {0, 2, 2, 4}, {1, 0, 2, 2}, {0, 1, 1, 2},
 };
 
 // a + b and a * b in 64 bits, with a sticky overflow flag.
@@ -206,8 +211,10 @@ struct CheckedSize {
     bool overflow = false;
     static constexpr uint64_t kLimit = std::numeric_limits<size_t>::max();
     void Add(uint64_t amount) {
-        if (overflow || amount > kLimit - value) overflow = true;
-        else value += amount;
+        if (overflow || amount > kLimit - value)
+            overflow = true;
+        else
+            value += amount;
     }
     static bool Multiply(uint64_t a, uint64_t b, uint64_t* result) {
         if (a != 0 && b > kLimit / a) return false;
@@ -283,7 +290,8 @@ bool InflateImageData(const ImageImpFile* imp, uint8_t* buffer, size_t bufferByt
     // zlib counts its output in 32-bit words; a buffer beyond that simply
     // takes the first 4 GB, more than any inflatable stream here fills.
     stream.next_out = buffer;
-    stream.avail_out = static_cast<uInt>(std::min<size_t>(bufferBytes, std::numeric_limits<uInt>::max()));
+    stream.avail_out =
+        static_cast<uInt>(std::min<size_t>(bufferBytes, std::numeric_limits<uInt>::max()));
 
     size_t position = 8;
     Chunk chunk;
@@ -382,8 +390,8 @@ bool LoadPng(ImageImpFile* imp, Image* image, Progress* progress) {
             const size_t rowPixelBytes = static_cast<size_t>(pass.width) * outBytes;
             for (uint32_t y = 0; y < pass.height; ++y) {
                 if (image->BytesFromRow(static_cast<int>(y)) < rowPixelBytes) break;
-                ConvertRow(buffer + pass.offset + y * pass.rowBytes + 1, image->Row(static_cast<int>(y)),
-                           pass.width, colourType, bitDepth);
+                ConvertRow(buffer + pass.offset + y * pass.rowBytes + 1,
+                           image->Row(static_cast<int>(y)), pass.width, colourType, bitDepth);
             }
         }
         std::free(buffer);

@@ -101,7 +101,9 @@ bool ParseAnyPnm(const std::string& bytes, test::RgbPicture* picture) {
             const size_t s = i * channels + (channels == 3 ? c : 0);
             unsigned v = static_cast<uint8_t>(raster[s * sampleBytes]);
             if (sampleBytes == 2)
-                v = maxval == 65535 ? v : ((v << 8) | static_cast<uint8_t>(raster[s * 2 + 1])) * 255 / maxval;
+                v = maxval == 65535
+                        ? v
+                        : ((v << 8) | static_cast<uint8_t>(raster[s * 2 + 1])) * 255 / maxval;
             else
                 v = v * 255 / maxval;
             picture->rgb[3 * i + c] = static_cast<uint8_t>(v);
@@ -186,18 +188,18 @@ std::string Compare(const test::RgbPicture& ours, const test::RgbPicture& theirs
 #ifdef _WIN32
 #define SKIP_WITHOUT_TOOLS(...) GTEST_SKIP() << "no reference decoders under Windows"
 #else
-#define SKIP_WITHOUT_TOOLS(...)                                                      \
-    do {                                                                             \
-        for (const char* tool : {__VA_ARGS__})                                       \
-            if (std::string(tool) == "PIL" ? !HavePil() : !test::HaveTool(tool))     \
-                GTEST_SKIP() << tool << " is not installed";                         \
+#define SKIP_WITHOUT_TOOLS(...)                                                  \
+    do {                                                                         \
+        for (const char* tool : {__VA_ARGS__})                                   \
+            if (std::string(tool) == "PIL" ? !HavePil() : !test::HaveTool(tool)) \
+                GTEST_SKIP() << tool << " is not installed";                     \
     } while (0)
 #endif
 
 // ---- The corpus ----
 
 struct CorpusFile {
-    std::string path;      // relative to the corpus
+    std::string path;  // relative to the corpus
     bool gif = false;
     std::string expected;  // the message the manifest expects, or empty
 };
@@ -212,8 +214,8 @@ std::vector<CorpusFile> CorpusGifAndPngFiles() {
         std::string path, format;
         std::getline(fields, path, '\t');
         std::getline(fields, format, '\t');
-        const bool inScope = path.rfind("gif/", 0) == 0 || path.rfind("png/", 0) == 0 ||
-                             path.rfind("bad/", 0) == 0;
+        const bool inScope =
+            path.rfind("gif/", 0) == 0 || path.rfind("png/", 0) == 0 || path.rfind("bad/", 0) == 0;
         if (!inScope || (format != "GIF" && format != "PNG")) continue;
         CorpusFile f;
         f.path = path;
@@ -343,8 +345,9 @@ TEST(GifGenerated, ImageMagickAndNetpbmFilesDecodeLikeGiftopnm) {
         {"im-tall-interlaced.gif",
          "convert -size 3x203 -seed 3 plasma:fractal -colors 32 -interlace GIF OUT"},
         // The second frame gets a local table; only the first is shown.
-        {"im-animation.gif", "convert -delay 10 -size 40x30 -seed 4 plasma:fractal -colors 64 "
-                             "-size 40x30 xc:red -colors 2 OUT"},
+        {"im-animation.gif",
+         "convert -delay 10 -size 40x30 -seed 4 plasma:fractal -colors 64 "
+         "-size 40x30 xc:red -colors 2 OUT"},
         {"im-transparent.gif", plasma + " -colors 16 -transparent-color white -fuzz 30% "
                                         "-transparent '#808080' OUT"},
         {"netpbm-64.gif", plasma + " -depth 8 ppm:- | pnmquant 64 | ppmtogif > OUT"},
@@ -366,7 +369,8 @@ TEST(GifGenerated, InterlacedFileMatchesItsPlainTwin) {
     SKIP_WITHOUT_TOOLS("convert");
     const std::string plasma = "convert -size 45x29 -seed 11 plasma:fractal -colors 100";
     const std::string plain = Generate({"twin-plain.gif", plasma + " OUT"});
-    const std::string interlaced = Generate({"twin-interlaced.gif", plasma + " -interlace GIF OUT"});
+    const std::string interlaced =
+        Generate({"twin-interlaced.gif", plasma + " -interlace GIF OUT"});
     ASSERT_NE(test::ReadFile(plain), test::ReadFile(interlaced));
     const Decoded a = DecodeWithVantirel(plain, vti_GIF);
     const Decoded b = DecodeWithVantirel(interlaced, vti_GIF);
@@ -377,7 +381,8 @@ TEST(GifGenerated, InterlacedFileMatchesItsPlainTwin) {
 TEST(GifGenerated, CommentBecomesTheLabel) {
     SKIP_WITHOUT_TOOLS("convert");
     const std::string text =
-        "A comment written by ImageMagick that is rather longer than eighty characters, to see it cut";
+        "A comment written by ImageMagick that is rather longer than eighty characters, to see it "
+        "cut";
     const std::string path = Generate(
         {"comment.gif", "convert -comment '" + text + "' -size 20x10 xc:blue -colors 2 OUT"});
     const Decoded ours = DecodeWithVantirel(path, vti_GIF);
@@ -432,7 +437,7 @@ TEST(PngGenerated, EveryColourTypeAndBitDepthPlainAndInterlaced) {
     struct Kind {
         unsigned colourType, bitDepth;
     };
-    const Kind kinds[] = {{0, 1}, {0, 2}, {0, 4}, {0, 8}, {0, 16}, {2, 8},  {2, 16}, {3, 1},
+    const Kind kinds[] = {{0, 1}, {0, 2}, {0, 4}, {0, 8}, {0, 16}, {2, 8}, {2, 16}, {3, 1},
                           {3, 2}, {3, 4}, {3, 8}, {4, 8}, {4, 16}, {6, 8}, {6, 16}};
     for (const Kind& k : kinds) {
         for (bool interlaced : {false, true}) {
@@ -451,16 +456,18 @@ TEST(PngGenerated, EveryColourTypeAndBitDepthPlainAndInterlaced) {
                               std::to_string(k.bitDepth == 8 ? 200 : 1 << k.bitDepth);
                     break;
                 case 4:
-                    command = "convert " + size + "gradient:black-white -alpha set -channel A -fx j/h +channel";
+                    command = "convert " + size +
+                              "gradient:black-white -alpha set -channel A -fx j/h +channel";
                     break;
                 default:
-                    command = "convert " + size + "-seed 5 plasma:fractal -alpha set -channel A -fx i/w +channel";
+                    command = "convert " + size +
+                              "-seed 5 plasma:fractal -alpha set -channel A -fx i/w +channel";
                     break;
             }
             if (k.colourType == 3 && k.bitDepth < 8) {
                 // ImageMagick widens small palettes; pnmtopng keeps them.
-                command += " -depth 8 ppm:- | pnmtopng" + std::string(interlaced ? " -interlace" : "") +
-                           " > OUT";
+                command += " -depth 8 ppm:- | pnmtopng" +
+                           std::string(interlaced ? " -interlace" : "") + " > OUT";
             } else {
                 command += " -define png:color-type=" + std::to_string(k.colourType) +
                            " -define png:bit-depth=" + d + " -interlace " +
@@ -469,7 +476,8 @@ TEST(PngGenerated, EveryColourTypeAndBitDepthPlainAndInterlaced) {
             const std::string name = "kind-" + std::to_string(k.colourType) + "-" + d +
                                      (interlaced ? "-i" : "") + ".png";
             const std::string path = Generate({name, command});
-            ASSERT_EQ(PngKind(path), std::to_string(k.colourType) + "/" + d + (interlaced ? "i" : ""))
+            ASSERT_EQ(PngKind(path),
+                      std::to_string(k.colourType) + "/" + d + (interlaced ? "i" : ""))
                 << command;
             const Decoded ours = DecodeWithVantirel(path, vti_PNG);
             ASSERT_TRUE(ours.loaded) << name << ": " << ours.message;

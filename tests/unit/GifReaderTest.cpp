@@ -123,7 +123,11 @@ Bytes ColourTable(int depth, uint8_t base) {
 // Header and logical screen descriptor, with a global table when
 // globalDepth > 0.
 Bytes Header(unsigned width, unsigned height, int globalDepth, const char* version = "89a") {
-    Bytes b{'G', 'I', 'F', static_cast<uint8_t>(version[0]), static_cast<uint8_t>(version[1]),
+    Bytes b{'G',
+            'I',
+            'F',
+            static_cast<uint8_t>(version[0]),
+            static_cast<uint8_t>(version[1]),
             static_cast<uint8_t>(version[2])};
     Le16(b, width);
     Le16(b, height);
@@ -257,7 +261,7 @@ TEST(GifReader, AnimationShowsItsFirstFrameAtTheFrameSize) {
 }
 
 TEST(GifReader, LocalTableReplacesOnlyTheEntriesItCovers) {
-    Bytes file = Header(2, 1, 3);  // global entries i = (i, 2i, 255 - i)
+    Bytes file = Header(2, 1, 3);               // global entries i = (i, 2i, 255 - i)
     AddImage(file, 2, 1, {1, 0}, 1, false, 2);  // local entries i = (100 + i, 2i, 255 - i)
     file.push_back(';');
     const Loaded l = OpenAndLoad(file);

@@ -109,8 +109,8 @@ Loaded OpenAndLoad(const Bytes& file, Progress* progress = nullptr) {
     result.imp = Open(file);
     if (!result.imp->ready) return result;
     ImageImpFile& imp = *result.imp;
-    result.image =
-        std::make_unique<Image>(imp.width, imp.height, imp.stride, imp.rows, imp.palette, imp.depth);
+    result.image = std::make_unique<Image>(imp.width, imp.height, imp.stride, imp.rows, imp.palette,
+                                           imp.depth);
     ClearError();
     result.loaded = Load(&imp, result.image.get(), progress, false);
     return result;
@@ -254,8 +254,8 @@ TEST(PngReader, ChunksAfterIendAreNotLookedAt) {
 
 std::string HeaderVerdict(unsigned bitDepth, unsigned colourType, unsigned compression = 0,
                           unsigned filter = 0) {
-    const auto imp =
-        Open(PngFile(Header(1, 1, bitDepth, colourType, 0, compression, filter), Unfiltered({{0}})));
+    const auto imp = Open(
+        PngFile(Header(1, 1, bitDepth, colourType, 0, compression, filter), Unfiltered({{0}})));
     if (imp->ready) return "ready";
     return std::string(g_errorPlace) + ": " + g_errorText;
 }
@@ -309,11 +309,11 @@ TEST(PngReader, AnnouncesWhatItStores) {
         int depth, stride, colourModel;
     };
     const Bytes palette = Palette(4);
-    for (const Case& c : {Case{1, 0, 1, 5, 2}, Case{2, 0, 2, 5, 2}, Case{4, 0, 4, 5, 2},
-                          Case{8, 0, 8, 5, 2}, Case{16, 0, 8, 5, 2}, Case{8, 4, 8, 5, 2},
-                          Case{16, 4, 8, 5, 2}, Case{1, 3, 1, 5, 1}, Case{8, 3, 8, 5, 1},
-                          Case{8, 2, 24, 15, 1}, Case{16, 2, 24, 15, 1}, Case{8, 6, 24, 15, 1},
-                          Case{16, 6, 24, 15, 1}}) {
+    for (const Case& c :
+         {Case{1, 0, 1, 5, 2}, Case{2, 0, 2, 5, 2}, Case{4, 0, 4, 5, 2}, Case{8, 0, 8, 5, 2},
+          Case{16, 0, 8, 5, 2}, Case{8, 4, 8, 5, 2}, Case{16, 4, 8, 5, 2}, Case{1, 3, 1, 5, 1},
+          Case{8, 3, 8, 5, 1}, Case{8, 2, 24, 15, 1}, Case{16, 2, 24, 15, 1}, Case{8, 6, 24, 15, 1},
+          Case{16, 6, 24, 15, 1}}) {
         const auto imp = Open(PngFile(Header(5, 2, c.bitDepth, c.colourType), Bytes(64, 0),
                                       c.colourType == 3 ? &palette : nullptr));
         ASSERT_TRUE(imp->ready) << c.bitDepth << "/" << c.colourType << ": " << g_errorText;
@@ -374,12 +374,12 @@ TEST(PngReader, PaletteBeforeTheHeaderIsIgnored) {
 TEST(PngReader, PackedPaletteSamplesComeMostSignificantFirst) {
     const Bytes palette = Palette(16);
     // 5 pixels of 2 bits: 3 2 1 0 | 2, then a row of 4 bits: 15 0 9 | 1 ...
-    const Loaded two = OpenAndLoad(
-        PngFile(Header(5, 1, 2, 3), Unfiltered({{0b11100100, 0b10000000}}), &palette));
+    const Loaded two =
+        OpenAndLoad(PngFile(Header(5, 1, 2, 3), Unfiltered({{0b11100100, 0b10000000}}), &palette));
     ASSERT_TRUE(two.loaded);
     EXPECT_EQ(RowOf(*two.image, 0), (Bytes{3, 2, 1, 0, 2}));
-    const Loaded four =
-        OpenAndLoad(PngFile(Header(3, 2, 4, 3), Unfiltered({{0xF0, 0x90}, {0x12, 0x30}}), &palette));
+    const Loaded four = OpenAndLoad(
+        PngFile(Header(3, 2, 4, 3), Unfiltered({{0xF0, 0x90}, {0x12, 0x30}}), &palette));
     ASSERT_TRUE(four.loaded);
     EXPECT_EQ(RowOf(*four.image, 0), (Bytes{15, 0, 9}));
     EXPECT_EQ(RowOf(*four.image, 1), (Bytes{1, 2, 3}));
@@ -414,8 +414,8 @@ TEST(PngReader, GreyPicturesGetAGreyRamp) {
 }
 
 TEST(PngReader, SixteenBitGreyKeepsTheHighByte) {
-    const Loaded l =
-        OpenAndLoad(PngFile(Header(3, 1, 16, 0), Unfiltered({{0x12, 0x34, 0xFF, 0x01, 0x00, 0xFF}})));
+    const Loaded l = OpenAndLoad(
+        PngFile(Header(3, 1, 16, 0), Unfiltered({{0x12, 0x34, 0xFF, 0x01, 0x00, 0xFF}})));
     ASSERT_TRUE(l.loaded);
     EXPECT_EQ(l.imp->depth, 8);
     EXPECT_EQ(RowOf(*l.image, 0), (Bytes{0x12, 0xFF, 0x00}));
@@ -426,8 +426,8 @@ TEST(PngReader, GreyWithAlphaDropsTheAlpha) {
     const Loaded eight = OpenAndLoad(PngFile(Header(2, 1, 8, 4), Unfiltered({{10, 0, 20, 255}})));
     ASSERT_TRUE(eight.loaded);
     EXPECT_EQ(RowOf(*eight.image, 0), (Bytes{10, 20}));
-    const Loaded sixteen = OpenAndLoad(
-        PngFile(Header(2, 1, 16, 4), Unfiltered({{0xAB, 0xCD, 0x00, 0x00, 0x01, 0x02, 0xFF, 0xFF}})));
+    const Loaded sixteen = OpenAndLoad(PngFile(
+        Header(2, 1, 16, 4), Unfiltered({{0xAB, 0xCD, 0x00, 0x00, 0x01, 0x02, 0xFF, 0xFF}})));
     ASSERT_TRUE(sixteen.loaded);
     EXPECT_EQ(RowOf(*sixteen.image, 0), (Bytes{0xAB, 0x01}));
 }
@@ -453,9 +453,9 @@ TEST(PngReader, RgbaShowsItsColoursWithoutRegardToAlpha) {
         OpenAndLoad(PngFile(Header(2, 1, 8, 6), Unfiltered({{1, 2, 3, 0, 4, 5, 6, 128}})));
     ASSERT_TRUE(eight.loaded);
     EXPECT_EQ(RowOf(*eight.image, 0, 3), (Bytes{3, 2, 1, 6, 5, 4}));
-    const Loaded sixteen = OpenAndLoad(
-        PngFile(Header(1, 2, 16, 6),
-                Unfiltered({{0x11, 0, 0x22, 0, 0x33, 0, 0, 0}, {0x44, 9, 0x55, 9, 0x66, 9, 0xFF, 0xFF}})));
+    const Loaded sixteen = OpenAndLoad(PngFile(
+        Header(1, 2, 16, 6),
+        Unfiltered({{0x11, 0, 0x22, 0, 0x33, 0, 0, 0}, {0x44, 9, 0x55, 9, 0x66, 9, 0xFF, 0xFF}})));
     ASSERT_TRUE(sixteen.loaded);
     EXPECT_EQ(RowOf(*sixteen.image, 0, 3), (Bytes{0x33, 0x22, 0x11}));
     EXPECT_EQ(RowOf(*sixteen.image, 1, 3), (Bytes{0x66, 0x55, 0x44}));
@@ -514,10 +514,10 @@ TEST(PngFilters, SumsWrapAroundModulo256) {
 TEST(PngReader, FiltersAreUndoneRowByRowWithTheWholePixelDistance) {
     // RGB 8-bit, 2 x 4, one filter type per row after a plain first row.
     Bytes raw;
-    raw.insert(raw.end(), {0, 10, 20, 30, 40, 50, 60});   // none
-    raw.insert(raw.end(), {1, 1, 1, 1, 2, 2, 2});         // Sub: 1 1 1 | 3 3 3
-    raw.insert(raw.end(), {2, 5, 5, 5, 5, 5, 5});         // Up: 6 6 6 | 8 8 8
-    raw.insert(raw.end(), {4, 0, 0, 0, 1, 1, 1});         // Paeth: above | left
+    raw.insert(raw.end(), {0, 10, 20, 30, 40, 50, 60});  // none
+    raw.insert(raw.end(), {1, 1, 1, 1, 2, 2, 2});        // Sub: 1 1 1 | 3 3 3
+    raw.insert(raw.end(), {2, 5, 5, 5, 5, 5, 5});        // Up: 6 6 6 | 8 8 8
+    raw.insert(raw.end(), {4, 0, 0, 0, 1, 1, 1});        // Paeth: above | left
     const Loaded l = OpenAndLoad(PngFile(Header(2, 4, 8, 2), raw));
     ASSERT_TRUE(l.loaded);
     EXPECT_EQ(RowOf(*l.image, 0, 3), (Bytes{30, 20, 10, 60, 50, 40}));

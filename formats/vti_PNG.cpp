@@ -311,6 +311,17 @@ bool InflateImageData(const ImageImpFile* imp, uint8_t* buffer, size_t bufferByt
     return true;
 }
 
+// Colour pixels of `Step` bytes, samples of `SampleBytes` (the high byte
+// first), into blue, green, red.
+template <size_t Step, size_t SampleBytes>
+void SwapToBlueGreenRed(const uint8_t* in, uint8_t* out, size_t count) {
+    for (size_t i = 0; i < count; ++i) {
+        out[3 * i] = in[Step * i + 2 * SampleBytes];
+        out[3 * i + 1] = in[Step * i + SampleBytes];
+        out[3 * i + 2] = in[Step * i];
+    }
+}
+
 // Turns one reconstructed row (without its filter-type byte) into `count`
 // Image pixels at `out`: one byte per pixel for grey and palette, blue,
 // green, red for colour. 16-bit samples give their high byte; alpha is
@@ -330,11 +341,19 @@ void ConvertRow(const uint8_t* in, uint8_t* out, size_t count, unsigned colourTy
     const size_t sampleBytes = bitDepth / 8;
     const size_t step = SamplesPerPixel(colourType) * sampleBytes;
     if (colourType == kRgb || colourType == kRgba) {
-        const size_t g = sampleBytes, r = 0, b = 2 * sampleBytes;
-        for (size_t i = 0; i < count; ++i, in += step, out += 3) {
-            out[0] = in[b];
-            out[1] = in[g];
-            out[2] = in[r];
+        switch (step) {
+            case 3:  // 8-bit RGB, the common case: a loop the compiler can widen
+                SwapToBlueGreenRed<3, 1>(in, out, count);
+                break;
+            case 4:
+                SwapToBlueGreenRed<4, 1>(in, out, count);
+                break;
+            case 6:
+                SwapToBlueGreenRed<6, 2>(in, out, count);
+                break;
+            default:
+                SwapToBlueGreenRed<8, 2>(in, out, count);
+                break;
         }
         return;
     }

@@ -3,7 +3,5 @@
 // removes its line here.
 #include "formats/Readers.h"
 
-bool vti_GIF(ImageImpFile*) { return false; }
-bool vti_PNG(ImageImpFile*) { return false; }
 bool vti_JPEG(ImageImpFile*) { return false; }
 bool vti_TIF(ImageImpFile*) { return false; }

@@ -1,0 +1,287 @@
+#include "jpeg/Idct.h"
+
+#include <cstdlib>
+
+#include "color/RangeLimit.h"
+#include "core/Error.h"
+#include "jpeg/ZigZag.h"
+
+// Products and sums here can exceed 32 bits only for corrupt coefficients;
+// the jpeg library is compiled with wrapping signed arithmetic so that such
+// blocks come out as defined garbage. Left shifts are written as
+// multiplications for the same reason.
+
+namespace jpeg {
+
+const uint16_t kAanScales[64] = {
+    16384, 22725, 21407, 19266, 16384, 12873, 8867,  4520,  22725, 31521, 29692, 26722, 22725,
+    17855, 12299, 6270,  21407, 29692, 27969, 25172, 21407, 16819, 11585, 5906,  19266, 26722,
+    25172, 22654, 19266, 15137, 10426, 5315,  16384, 22725, 21407, 19266, 16384, 12873, 8867,
+    4520,  12873, 17855, 16819, 15137, 12873, 10114, 6967,  3552,  8867,  12299, 11585, 10426,
+    8867,  6967,  4799,  2446,  4520,  6270,  5906,  5315,  4520,  3552,  2446,  1247};
+
+namespace {
+// The sample range limiter indexed from its centre: adds the level shift of
+// 128 and clamps, with (value & 1023) as index.
+inline const uint8_t* Limit() { return kRangeLimit + 128; }
+
+inline void FillBlock(uint8_t* dest, uint8_t value, ptrdiff_t rowStep, ptrdiff_t columnStep) {
+    for (int row = 0; row < 8; ++row) {
+        uint8_t* out = dest + row * rowStep;
+        for (int column = 0; column < 8; ++column) out[column * columnStep] = value;
+    }
+}
+
+// Accurate transform: 13 fractional bits in the constants, 2 extra bits
+// kept between the passes.
+constexpr int32_t k0_298631336 = 2446, k0_390180644 = 3196, k0_541196100 = 4433,
+                  k0_765366865 = 6270, k0_899976223 = 7373, k1_175875602 = 9633,
+                  k1_501321110 = 12299, k1_847759065 = 15137, k1_961570560 = 16069,
+                  k2_053119869 = 16819, k2_562915447 = 20995, k3_072711026 = 25172;
+}  // namespace
+
+void IdctAccurate(uint8_t* dest, int32_t* in, const int32_t* q, ptrdiff_t rowStep,
+                  ptrdiff_t columnStep, int lastIndex) {
+    const uint8_t* limit = Limit();
+    if (lastIndex == 0) {
+        // Only a DC term: both passes reduce to one flat value.
+        const int32_t dc = in[0] * q[0] * 4;
+        FillBlock(dest, limit[((dc + 16) >> 5) & 1023], rowStep, columnStep);
+        return;
+    }
+    int32_t workspace[64];
+    // Pass 1: columns, dequantising as the coefficients are read.
+    for (int column = 0; column < 8; ++column) {
+        const int32_t* c = in + column;
+        const int32_t* m = q + column;
+        int32_t* w = workspace + column;
+        if ((c[8] | c[16] | c[24] | c[32] | c[40] | c[48] | c[56]) == 0) {
+            const int32_t dc = c[0] * m[0] * 4;
+            for (int row = 0; row < 8; ++row) w[8 * row] = dc;
+            continue;
+        }
+        int32_t z2 = c[16] * m[16], z3 = c[48] * m[48];
+        int32_t z1 = (z2 + z3) * k0_541196100;
+        int32_t tmp2 = z1 + z3 * -k1_847759065;
+        int32_t tmp3 = z1 + z2 * k0_765366865;
+        z2 = c[0] * m[0];
+        z3 = c[32] * m[32];
+        int32_t tmp0 = (z2 + z3) * 8192;
+        int32_t tmp1 = (z2 - z3) * 8192;
+        const int32_t tmp10 = tmp0 + tmp3, tmp13 = tmp0 - tmp3;
+        const int32_t tmp11 = tmp1 + tmp2, tmp12 = tmp1 - tmp2;
+
+        tmp0 = c[56] * m[56];
+        tmp1 = c[40] * m[40];
+        tmp2 = c[24] * m[24];
+        tmp3 = c[8] * m[8];
+        z1 = tmp0 + tmp3;
+        z2 = tmp1 + tmp2;
+        z3 = tmp0 + tmp2;
+        int32_t z4 = tmp1 + tmp3;
+        const int32_t z5 = (z3 + z4) * k1_175875602;
+        tmp0 *= k0_298631336;
+        tmp1 *= k2_053119869;
+        tmp2 *= k3_072711026;
+        tmp3 *= k1_501321110;
+        z1 *= -k0_899976223;
+        z2 *= -k2_562915447;
+        z3 *= -k1_961570560;
+        z4 *= -k0_390180644;
+        z3 += z5;
+        z4 += z5;
+        tmp0 += z1 + z3;
+        tmp1 += z2 + z4;
+        tmp2 += z2 + z3;
+        tmp3 += z1 + z4;
+
+        w[0] = (tmp10 + tmp3 + 1024) >> 11;
+        w[56] = (tmp10 - tmp3 + 1024) >> 11;
+        w[8] = (tmp11 + tmp2 + 1024) >> 11;
+        w[48] = (tmp11 - tmp2 + 1024) >> 11;
+        w[16] = (tmp12 + tmp1 + 1024) >> 11;
+        w[40] = (tmp12 - tmp1 + 1024) >> 11;
+        w[24] = (tmp13 + tmp0 + 1024) >> 11;
+        w[32] = (tmp13 - tmp0 + 1024) >> 11;
+    }
+    // Pass 2: rows, descaling by the constants' 13 bits, the 2 pass bits and
+    // the 3 bits of the transform's scale.
+    for (int row = 0; row < 8; ++row) {
+        const int32_t* w = workspace + 8 * row;
+        uint8_t* out = dest + row * rowStep;
+        if ((w[1] | w[2] | w[3] | w[4] | w[5] | w[6] | w[7]) == 0) {
+            const uint8_t value = limit[((w[0] + 16) >> 5) & 1023];
+            for (int column = 0; column < 8; ++column) out[column * columnStep] = value;
+            continue;
+        }
+        int32_t z2 = w[2], z3 = w[6];
+        int32_t z1 = (z2 + z3) * k0_541196100;
+        int32_t tmp2 = z1 + z3 * -k1_847759065;
+        int32_t tmp3 = z1 + z2 * k0_765366865;
+        int32_t tmp0 = (w[0] + w[4]) * 8192;
+        int32_t tmp1 = (w[0] - w[4]) * 8192;
+        const int32_t tmp10 = tmp0 + tmp3, tmp13 = tmp0 - tmp3;
+        const int32_t tmp11 = tmp1 + tmp2, tmp12 = tmp1 - tmp2;
+
+        tmp0 = w[7];
+        tmp1 = w[5];
+        tmp2 = w[3];
+        tmp3 = w[1];
+        z1 = tmp0 + tmp3;
+        z2 = tmp1 + tmp2;
+        z3 = tmp0 + tmp2;
+        int32_t z4 = tmp1 + tmp3;
+        const int32_t z5 = (z3 + z4) * k1_175875602;
+        tmp0 *= k0_298631336;
+        tmp1 *= k2_053119869;
+        tmp2 *= k3_072711026;
+        tmp3 *= k1_501321110;
+        z1 *= -k0_899976223;
+        z2 *= -k2_562915447;
+        z3 *= -k1_961570560;
+        z4 *= -k0_390180644;
+        z3 += z5;
+        z4 += z5;
+        tmp0 += z1 + z3;
+        tmp1 += z2 + z4;
+        tmp2 += z2 + z3;
+        tmp3 += z1 + z4;
+
+        out[0] = limit[((tmp10 + tmp3 + 131072) >> 18) & 1023];
+        out[7 * columnStep] = limit[((tmp10 - tmp3 + 131072) >> 18) & 1023];
+        out[1 * columnStep] = limit[((tmp11 + tmp2 + 131072) >> 18) & 1023];
+        out[6 * columnStep] = limit[((tmp11 - tmp2 + 131072) >> 18) & 1023];
+        out[2 * columnStep] = limit[((tmp12 + tmp1 + 131072) >> 18) & 1023];
+        out[5 * columnStep] = limit[((tmp12 - tmp1 + 131072) >> 18) & 1023];
+        out[3 * columnStep] = limit[((tmp13 + tmp0 + 131072) >> 18) & 1023];
+        out[4 * columnStep] = limit[((tmp13 - tmp0 + 131072) >> 18) & 1023];
+    }
+}
+
+namespace {
+// Fast transform: 8 fractional bits, products truncated (no rounding term:
+// that is what makes this path cheaper).
+constexpr int32_t kF1_082392200 = 277, kF1_414213562 = 362, kF1_847759065 = 473,
+                  kF2_613125930 = 669;
+inline int32_t Mul8(int32_t value, int32_t constant) { return (value * constant) >> 8; }
+}  // namespace
+
+void IdctFast(uint8_t* dest, int32_t* in, const int32_t* q, ptrdiff_t rowStep,
+              ptrdiff_t columnStep, int lastIndex) {
+    const uint8_t* limit = Limit();
+    if (lastIndex == 0) {
+        FillBlock(dest, limit[((in[0] * q[0]) >> 5) & 1023], rowStep, columnStep);
+        return;
+    }
+    int32_t workspace[64];
+    for (int column = 0; column < 8; ++column) {
+        const int32_t* c = in + column;
+        const int32_t* m = q + column;
+        int32_t* w = workspace + column;
+        if ((c[8] | c[16] | c[24] | c[32] | c[40] | c[48] | c[56]) == 0) {
+            const int32_t dc = c[0] * m[0];
+            for (int row = 0; row < 8; ++row) w[8 * row] = dc;
+            continue;
+        }
+        int32_t tmp0 = c[0] * m[0], tmp1 = c[16] * m[16], tmp2 = c[32] * m[32],
+                tmp3 = c[48] * m[48];
+        int32_t tmp10 = tmp0 + tmp2, tmp11 = tmp0 - tmp2;
+        int32_t tmp13 = tmp1 + tmp3;
+        int32_t tmp12 = Mul8(tmp1 - tmp3, kF1_414213562) - tmp13;
+        tmp0 = tmp10 + tmp13;
+        tmp3 = tmp10 - tmp13;
+        tmp1 = tmp11 + tmp12;
+        tmp2 = tmp11 - tmp12;
+
+        int32_t tmp4 = c[8] * m[8], tmp5 = c[24] * m[24], tmp6 = c[40] * m[40],
+                tmp7 = c[56] * m[56];
+        const int32_t z13 = tmp6 + tmp5, z10 = tmp6 - tmp5;
+        const int32_t z11 = tmp4 + tmp7, z12 = tmp4 - tmp7;
+        tmp7 = z11 + z13;
+        tmp11 = Mul8(z11 - z13, kF1_414213562);
+        const int32_t z5 = Mul8(z10 + z12, kF1_847759065);
+        tmp10 = Mul8(z12, kF1_082392200) - z5;
+        tmp12 = Mul8(z10, -kF2_613125930) + z5;
+        tmp6 = tmp12 - tmp7;
+        tmp5 = tmp11 - tmp6;
+        tmp4 = tmp10 + tmp5;
+
+        w[0] = tmp0 + tmp7;
+        w[56] = tmp0 - tmp7;
+        w[8] = tmp1 + tmp6;
+        w[48] = tmp1 - tmp6;
+        w[16] = tmp2 + tmp5;
+        w[40] = tmp2 - tmp5;
+        w[32] = tmp3 + tmp4;
+        w[24] = tmp3 - tmp4;
+    }
+    for (int row = 0; row < 8; ++row) {
+        const int32_t* w = workspace + 8 * row;
+        uint8_t* out = dest + row * rowStep;
+        if ((w[1] | w[2] | w[3] | w[4] | w[5] | w[6] | w[7]) == 0) {
+            const uint8_t value = limit[(w[0] >> 5) & 1023];
+            for (int column = 0; column < 8; ++column) out[column * columnStep] = value;
+            continue;
+        }
+        int32_t tmp10 = w[0] + w[4], tmp11 = w[0] - w[4];
+        int32_t tmp13 = w[2] + w[6];
+        int32_t tmp12 = Mul8(w[2] - w[6], kF1_414213562) - tmp13;
+        const int32_t tmp0 = tmp10 + tmp13, tmp3 = tmp10 - tmp13;
+        const int32_t tmp1 = tmp11 + tmp12, tmp2 = tmp11 - tmp12;
+
+        const int32_t z13 = w[5] + w[3], z10 = w[5] - w[3];
+        const int32_t z11 = w[1] + w[7], z12 = w[1] - w[7];
+        const int32_t tmp7 = z11 + z13;
+        tmp11 = Mul8(z11 - z13, kF1_414213562);
+        const int32_t z5 = Mul8(z10 + z12, kF1_847759065);
+        tmp10 = Mul8(z12, kF1_082392200) - z5;
+        tmp12 = Mul8(z10, -kF2_613125930) + z5;
+        const int32_t tmp6 = tmp12 - tmp7;
+        const int32_t tmp5 = tmp11 - tmp6;
+        const int32_t tmp4 = tmp10 + tmp5;
+
+        out[0] = limit[((tmp0 + tmp7) >> 5) & 1023];
+        out[7 * columnStep] = limit[((tmp0 - tmp7) >> 5) & 1023];
+        out[1 * columnStep] = limit[((tmp1 + tmp6) >> 5) & 1023];
+        out[6 * columnStep] = limit[((tmp1 - tmp6) >> 5) & 1023];
+        out[2 * columnStep] = limit[((tmp2 + tmp5) >> 5) & 1023];
+        out[5 * columnStep] = limit[((tmp2 - tmp5) >> 5) & 1023];
+        out[4 * columnStep] = limit[((tmp3 + tmp4) >> 5) & 1023];
+        out[3 * columnStep] = limit[((tmp3 - tmp4) >> 5) & 1023];
+    }
+}
+
+void IdctDcOnly(uint8_t* dest, int32_t* in, const int32_t* q, ptrdiff_t, ptrdiff_t, int) {
+    dest[0] = Limit()[((in[0] * q[0]) >> 3) & 1023];
+}
+
+}  // namespace jpeg
+
+bool DCTOpen(JpegState* state) {
+    const int count =
+        state->componentCount < jpeg::kMaxComponents ? state->componentCount : jpeg::kMaxComponents;
+    for (int c = 0; c < count; ++c) {
+        JpegComponent* component = state->components[c];
+        if (component->dequant) continue;
+        if (component->quantTable < 0 || component->quantTable > 3)
+            return SetError("DCTOpen", "Invalid quantization table no");
+        const uint32_t* quant = state->quantTables[component->quantTable];
+        if (state->dcOnly) {
+            component->dcQuant = static_cast<int32_t>(quant[0]);
+            continue;
+        }
+        int32_t* table = static_cast<int32_t*>(std::malloc(64 * sizeof(int32_t)));
+        if (!table) return SetError("DCTOpen", "Out of memory");
+        for (int k = 0; k < 64; ++k) {
+            const int32_t value = static_cast<int32_t>(quant[jpeg::kNaturalToZigZag[k]]);
+            // The fast transform's multipliers carry the AAN scale and keep
+            // two fractional bits.
+            table[k] = state->fastIdct ? (value * jpeg::kAanScales[k]) >> 12 : value;
+        }
+        component->dequant = table;
+    }
+    state->idctBlock = state->dcOnly ? jpeg::IdctDcOnly
+                       : state->fastIdct ? jpeg::IdctFast
+                                         : jpeg::IdctAccurate;
+    return true;
+}

@@ -1,0 +1,179 @@
+// Fills in the samples of subsampled components, in place in the picture:
+// after the block transforms a component with ratio rh x rv holds a sample
+// on every rh-th pixel of every rv-th row, with its byte of the other
+// pixels still empty.
+#include <algorithm>
+
+#include "core/Error.h"
+#include "core/Progress.h"
+#include "jpeg/jdPipe.h"
+
+namespace {
+constexpr int kPixelBytes = 3;
+
+// The picture's bytes of one component, with the guard the generic
+// replication needs (it runs past rows and, on the last rows, past the
+// picture; the writes that would leave the pixel block are dropped).
+struct Plane {
+    uint8_t* base;  // byte c of pixel 0 of row 0
+    ptrdiff_t stride;
+    size_t limit;   // bytes of the pixel block from base
+    uint8_t* At(int x, int y) const { return base + static_cast<ptrdiff_t>(y) * stride + kPixelBytes * x; }
+};
+
+// Smooth horizontal x2: sample i sits at pixel 2i; each output pixel is 3/4
+// of its nearer sample and 1/4 of the other neighbour. Only the decoded
+// samples enter the sums.
+void SmoothHorizontal(uint8_t* row, int samples) {
+    auto px = [row](int x) -> uint8_t& { return row[kPixelBytes * x]; };
+    if (samples == 1) {
+        px(1) = px(0);
+        return;
+    }
+    int previous = px(0);
+    int current = px(0);
+    int next = px(2);
+    px(1) = static_cast<uint8_t>((3 * current + next + 1) >> 2);
+    for (int i = 1; i < samples - 1; ++i) {
+        previous = current;
+        current = next;
+        next = px(2 * i + 2);
+        px(2 * i) = static_cast<uint8_t>((3 * current + previous + 2) >> 2);
+        px(2 * i + 1) = static_cast<uint8_t>((3 * current + next + 1) >> 2);
+    }
+    previous = current;
+    current = next;
+    px(2 * samples - 2) = static_cast<uint8_t>((3 * current + previous + 2) >> 2);
+    px(2 * samples - 1) = static_cast<uint8_t>(current);
+}
+
+// Smooth vertical x2 over every column, sample row i at row 2i. The rounding
+// terms are the other way round from the horizontal filter (+1 above, +2
+// below); that asymmetry is kept. Columns go in strips so that the saved
+// original samples of the previous sample row fit in a small array.
+void SmoothVertical(const Plane& plane, int width, int samples) {
+    constexpr int kStrip = 64;
+    for (int x0 = 0; x0 < width; x0 += kStrip) {
+        const int count = std::min(kStrip, width - x0);
+        uint8_t previous[kStrip];
+        for (int i = 0; i < samples; ++i) {
+            uint8_t* current = plane.At(x0, 2 * i);
+            uint8_t* below = plane.At(x0, 2 * i + 1);
+            const uint8_t* next = i + 1 < samples ? plane.At(x0, 2 * i + 2) : nullptr;
+            for (int x = 0; x < count; ++x) {
+                const int s = current[kPixelBytes * x];
+                const int up = i > 0 ? previous[x] : s;
+                const int down = next ? next[kPixelBytes * x] : s;
+                // Row 0 and the last row keep their sample.
+                const int top = i > 0 ? (3 * s + up + 1) >> 2 : s;
+                const int bottom = next ? (3 * s + down + 2) >> 2 : s;
+                previous[x] = static_cast<uint8_t>(s);
+                current[kPixelBytes * x] = static_cast<uint8_t>(top);
+                below[kPixelBytes * x] = static_cast<uint8_t>(bottom);
+            }
+        }
+    }
+}
+
+void ReplicateHorizontal(uint8_t* row, int samples) {
+    for (int i = 0; i < samples; ++i) row[kPixelBytes * (2 * i + 1)] = row[kPixelBytes * 2 * i];
+}
+
+void ReplicateVertical(const Plane& plane, int width, int samples) {
+    for (int i = 0; i < samples; ++i) {
+        const uint8_t* from = plane.At(0, 2 * i);
+        uint8_t* to = plane.At(0, 2 * i + 1);
+        for (int x = 0; x < width; ++x) to[kPixelBytes * x] = from[kPixelBytes * x];
+    }
+}
+
+// Generic replication by 3 or 4. Each sample is written to the f pixels
+// after it, so the run ends on the next sample's position, and the next
+// sample is read after the run: the read position drifts by one pixel per
+// sample and the walk runs on into the following row. Kept as it is for
+// these rare ratios; writes outside the pixel block are dropped.
+void GenericHorizontal(const Plane& plane, int row, int samples, int f) {
+    size_t at = static_cast<size_t>(row) * static_cast<size_t>(plane.stride);
+    for (int i = 0; i < samples && at < plane.limit; ++i) {
+        const uint8_t value = plane.base[at];
+        for (int j = 1; j <= f; ++j) {
+            const size_t to = at + static_cast<size_t>(kPixelBytes * j);
+            if (to < plane.limit) plane.base[to] = value;
+        }
+        at += static_cast<size_t>(kPixelBytes * (f + 1));
+    }
+}
+
+// Vertically each pixel of a sample row is written to the f rows below it;
+// the next sample row is then read f + 1 rows further down (the walk across
+// the row plus f row strides).
+void GenericVertical(const Plane& plane, int width, int samples, int f) {
+    size_t rowAt = 0;
+    for (int i = 0; i < samples && rowAt < plane.limit; ++i) {
+        for (int x = 0; x < width; ++x) {
+            const size_t at = rowAt + static_cast<size_t>(kPixelBytes * x);
+            if (at >= plane.limit) break;
+            const uint8_t value = plane.base[at];
+            for (int k = 1; k <= f; ++k) {
+                const size_t to = at + static_cast<size_t>(k) * static_cast<size_t>(plane.stride);
+                if (to < plane.limit) plane.base[to] = value;
+            }
+        }
+        rowAt += static_cast<size_t>(kPixelBytes * width) +
+                 static_cast<size_t>(f) * static_cast<size_t>(plane.stride);
+    }
+}
+}  // namespace
+
+bool PostExpand(JpegState* state) {
+    if (state->ccir601) return SetError("PostExpand", "CCIR601 subsampling not supported!");
+    const int components = state->componentCount;
+    if (components == 1) {
+        const JpegComponent* component = state->components[0];
+        if (state->hMax / component->h == 1 && state->vMax / component->v == 1) return true;
+        return SetError("PostExpand",
+                        "Subsampled grayscale not supported, Why would anyone do such a stupid "
+                        "thing?");
+    }
+    if (components != 3) return SetError("PostExpand", "Only 1 or 3 components supported");
+
+    ReportStatus(state->progress, "Assembling components", 0, 100);
+    const bool reduced = state->dcOnly != 0;
+    auto scaled = [reduced](int32_t size) { return reduced ? (size + 7) / 8 : size; };
+    const int width = scaled(state->paddedWidth);
+    for (int c = 0; c < components; ++c) {
+        const JpegComponent* component = state->components[c];
+        if (state->hMax % component->h != 0 || state->vMax % component->v != 0)
+            return SetError("PostExpand", "Fractional subsampling not supported!");
+        const int rh = state->hMax / component->h, rv = state->vMax / component->v;
+        const int samplesWide = scaled(component->paddedWidth);
+        const int samplesHigh = scaled(component->paddedHeight);
+        Plane plane;
+        plane.base = state->outputBase + c;
+        plane.stride = state->outputStride;
+        plane.limit = state->outputBytes > static_cast<size_t>(c) ? state->outputBytes - c : 0;
+        const bool fast = state->fastUpsampling != 0;
+
+        if (rh == 2) {
+            for (int y = 0; y < samplesHigh; ++y) {
+                uint8_t* row = plane.At(0, y * rv);
+                if (fast)
+                    ReplicateHorizontal(row, samplesWide);
+                else
+                    SmoothHorizontal(row, samplesWide);
+            }
+        } else if (rh > 2) {
+            for (int y = 0; y < samplesHigh; ++y) GenericHorizontal(plane, y * rv, samplesWide, rh);
+        }
+        if (rv == 2) {
+            if (fast)
+                ReplicateVertical(plane, width, samplesHigh);
+            else
+                SmoothVertical(plane, width, samplesHigh);
+        } else if (rv > 2) {
+            GenericVertical(plane, width, samplesHigh, rv);
+        }
+        ReportProgress(state->progress, c + 1, components);
+    }
+    return true;
+}

@@ -25,7 +25,9 @@ namespace {
 // 128 and clamps, with (value & 1023) as index.
 inline const uint8_t* Limit() { return kRangeLimit + 128; }
 
-inline void FillBlock(uint8_t* dest, uint8_t value, ptrdiff_t rowStep, ptrdiff_t columnStep) {
+template <int kStep>
+inline void FillBlock(uint8_t* dest, uint8_t value, ptrdiff_t rowStep, ptrdiff_t stepGiven) {
+    const ptrdiff_t columnStep = kStep ? kStep : stepGiven;
     for (int row = 0; row < 8; ++row) {
         uint8_t* out = dest + row * rowStep;
         for (int column = 0; column < 8; ++column) out[column * columnStep] = value;
@@ -40,13 +42,18 @@ constexpr int32_t k0_298631336 = 2446, k0_390180644 = 3196, k0_541196100 = 4433,
                   k2_053119869 = 16819, k2_562915447 = 20995, k3_072711026 = 25172;
 }  // namespace
 
-void IdctAccurate(uint8_t* dest, int32_t* in, const int32_t* q, ptrdiff_t rowStep,
-                  ptrdiff_t columnStep, int lastIndex) {
+// The transforms are instantiated for the common column steps (1 for
+// greyscale, 3 and 6 for colour with and without horizontal subsampling) so
+// that the stores have fixed offsets; kStep 0 takes the step as given.
+template <int kStep>
+void IdctAccurateT(uint8_t* dest, int32_t* in, const int32_t* q, ptrdiff_t rowStep,
+                   ptrdiff_t stepGiven, int lastIndex) {
+    const ptrdiff_t columnStep = kStep ? kStep : stepGiven;
     const uint8_t* limit = Limit();
     if (lastIndex == 0) {
         // Only a DC term: both passes reduce to one flat value.
         const int32_t dc = in[0] * q[0] * 4;
-        FillBlock(dest, limit[((dc + 16) >> 5) & 1023], rowStep, columnStep);
+        FillBlock<kStep>(dest, limit[((dc + 16) >> 5) & 1023], rowStep, columnStep);
         return;
     }
     int32_t workspace[64];
@@ -166,11 +173,13 @@ constexpr int32_t kF1_082392200 = 277, kF1_414213562 = 362, kF1_847759065 = 473,
 inline int32_t Mul8(int32_t value, int32_t constant) { return (value * constant) >> 8; }
 }  // namespace
 
-void IdctFast(uint8_t* dest, int32_t* in, const int32_t* q, ptrdiff_t rowStep,
-              ptrdiff_t columnStep, int lastIndex) {
+template <int kStep>
+void IdctFastT(uint8_t* dest, int32_t* in, const int32_t* q, ptrdiff_t rowStep,
+               ptrdiff_t stepGiven, int lastIndex) {
+    const ptrdiff_t columnStep = kStep ? kStep : stepGiven;
     const uint8_t* limit = Limit();
     if (lastIndex == 0) {
-        FillBlock(dest, limit[((in[0] * q[0]) >> 5) & 1023], rowStep, columnStep);
+        FillBlock<kStep>(dest, limit[((in[0] * q[0]) >> 5) & 1023], rowStep, columnStep);
         return;
     }
     int32_t workspace[64];
@@ -250,6 +259,20 @@ void IdctFast(uint8_t* dest, int32_t* in, const int32_t* q, ptrdiff_t rowStep,
         out[3 * columnStep] = limit[((tmp3 - tmp4) >> 5) & 1023];
     }
 }
+
+#define VANTIREL_DISPATCH_STEP(name)                                                   \
+    void name(uint8_t* dest, int32_t* in, const int32_t* q, ptrdiff_t rowStep,          \
+              ptrdiff_t columnStep, int lastIndex) {                                    \
+        switch (columnStep) {                                                           \
+            case 1: return name##T<1>(dest, in, q, rowStep, columnStep, lastIndex);     \
+            case 3: return name##T<3>(dest, in, q, rowStep, columnStep, lastIndex);     \
+            case 6: return name##T<6>(dest, in, q, rowStep, columnStep, lastIndex);     \
+            default: return name##T<0>(dest, in, q, rowStep, columnStep, lastIndex);    \
+        }                                                                               \
+    }
+VANTIREL_DISPATCH_STEP(IdctAccurate)
+VANTIREL_DISPATCH_STEP(IdctFast)
+#undef VANTIREL_DISPATCH_STEP
 
 void IdctDcOnly(uint8_t* dest, int32_t* in, const int32_t* q, ptrdiff_t, ptrdiff_t, int) {
     dest[0] = Limit()[((in[0] * q[0]) >> 3) & 1023];

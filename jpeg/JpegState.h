@@ -11,7 +11,7 @@ struct JpegState;
 namespace jpeg {
 // Lookahead width of the Huffman tables: codes (and, for AC tables, code
 // plus magnitude bits) of at most this many bits decode with one lookup.
-constexpr int kLookBits = 10;
+constexpr int kLookBits = 11;
 constexpr int kMaxComponents = 4;
 constexpr int kMaxBlocksPerMcu = 10;
 }  // namespace jpeg

@@ -13,7 +13,7 @@ namespace {
 // all zeros again for the next MCU.
 inline void ClearBlock(int32_t* block, int lastIndex) {
     if (lastIndex >= 32) {
-        std::memset(block, 0, 64 * sizeof(int32_t));
+        for (int k = 0; k < 64; ++k) block[k] = 0;
         return;
     }
     for (int k = 0; k <= lastIndex; ++k) block[jpeg::kZigZagToNatural[k]] = 0;

@@ -25,9 +25,11 @@ struct Decoded {
 
 // Opens bytes as a .jpg file and, when identified, loads it into an image of
 // the announced geometry (or, with reduced, of the second geometry through
-// the second row loader, without resampling or colour conversion).
+// the second row loader, without resampling or colour conversion). With
+// convert false the row loader is called directly: YCbCr stays as decoded.
 inline Decoded DecodeBytes(const std::vector<uint8_t>& bytes, const std::string& name,
-                           Progress* progress = nullptr, bool reduced = false) {
+                           Progress* progress = nullptr, bool reduced = false,
+                           bool convert = true) {
     Decoded result;
     ClearError();
     const std::string path = test::WriteTempFile(name, bytes);
@@ -48,7 +50,8 @@ inline Decoded DecodeBytes(const std::vector<uint8_t>& bytes, const std::string&
     } else {
         result.image.reset(
             new Image(imp.width, imp.height, imp.stride, imp.rows, imp.palette, imp.depth));
-        result.loaded = Load(&imp, result.image.get(), progress, false);
+        result.loaded = convert ? Load(&imp, result.image.get(), progress, false)
+                                : imp.rowLoader(&imp, result.image.get(), progress);
     }
     result.place = g_errorPlace;
     result.text = g_errorText;

@@ -3,6 +3,7 @@
 // on every rh-th pixel of every rv-th row, with its byte of the other
 // pixels still empty.
 #include <algorithm>
+#include <vector>
 
 #include "core/Error.h"
 #include "core/Progress.h"
@@ -123,6 +124,97 @@ void GenericVertical(const Plane& plane, int width, int samples, int f) {
                  static_cast<size_t>(f) * static_cast<size_t>(plane.stride);
     }
 }
+
+// Both chroma components with the same ratio, each ratio 1 or 2: one pass
+// over the rows does the horizontal and the vertical step for bytes 1 and 2
+// together. Each sample row is expanded horizontally just before the
+// vertical filter needs it, and the vertical filter keeps the expanded
+// (not yet vertically filtered) previous sample row aside, so every output
+// is what the two separate passes give.
+class ChromaPair {
+public:
+    ChromaPair(const JpegState* state, int samplesWide, int samplesHigh, int width, int rh, int rv)
+        : base_(state->outputBase), stride_(state->outputStride), samplesWide_(samplesWide),
+          samplesHigh_(samplesHigh), width_(width), rh_(rh), rv_(rv),
+          fast_(state->fastUpsampling != 0) {}
+
+    void Run() {
+        if (rv_ == 1) {
+            for (int y = 0; y < samplesHigh_; ++y) Horizontal(Row(y));
+            return;
+        }
+        if (fast_) {
+            for (int i = 0; i < samplesHigh_; ++i) {
+                uint8_t* row = Row(2 * i);
+                Horizontal(row);
+                uint8_t* below = Row(2 * i + 1);
+                for (int x = 0; x < width_; ++x) {
+                    below[3 * x + 1] = row[3 * x + 1];
+                    below[3 * x + 2] = row[3 * x + 2];
+                }
+            }
+            return;
+        }
+        std::vector<uint8_t> saved(2 * static_cast<size_t>(width_));
+        Horizontal(Row(0));
+        for (int i = 0; i < samplesHigh_; ++i) {
+            uint8_t* row = Row(2 * i);
+            uint8_t* below = Row(2 * i + 1);
+            const bool last = i + 1 == samplesHigh_;
+            const uint8_t* next = last ? row : Row(2 * i + 2);
+            if (!last) Horizontal(Row(2 * i + 2));
+            uint8_t* keep = saved.data();
+            if (i == 0) {
+                for (int x = 0; x < width_; ++x) {
+                    for (int c = 1; c <= 2; ++c) {
+                        const int s = row[3 * x + c];
+                        keep[2 * x + c - 1] = static_cast<uint8_t>(s);
+                        below[3 * x + c] = static_cast<uint8_t>(last ? s : (3 * s + next[3 * x + c] + 2) >> 2);
+                    }
+                }
+            } else if (!last) {
+                for (int x = 0; x < width_; ++x) {
+                    for (int c = 1; c <= 2; ++c) {
+                        const int s = row[3 * x + c];
+                        const int up = keep[2 * x + c - 1];
+                        keep[2 * x + c - 1] = static_cast<uint8_t>(s);
+                        row[3 * x + c] = static_cast<uint8_t>((3 * s + up + 1) >> 2);
+                        below[3 * x + c] = static_cast<uint8_t>((3 * s + next[3 * x + c] + 2) >> 2);
+                    }
+                }
+            } else {
+                for (int x = 0; x < width_; ++x) {
+                    for (int c = 1; c <= 2; ++c) {
+                        const int s = row[3 * x + c];
+                        row[3 * x + c] = static_cast<uint8_t>((3 * s + keep[2 * x + c - 1] + 1) >> 2);
+                        below[3 * x + c] = static_cast<uint8_t>(s);
+                    }
+                }
+            }
+        }
+    }
+
+private:
+    uint8_t* Row(int y) const { return base_ + static_cast<ptrdiff_t>(y) * stride_; }
+
+    void Horizontal(uint8_t* row) const {
+        if (rh_ == 1) return;
+        if (fast_) {
+            for (int i = 0; i < samplesWide_; ++i) {
+                row[6 * i + 4] = row[6 * i + 1];
+                row[6 * i + 5] = row[6 * i + 2];
+            }
+            return;
+        }
+        SmoothHorizontal(row + 1, samplesWide_);
+        SmoothHorizontal(row + 2, samplesWide_);
+    }
+
+    uint8_t* base_;
+    ptrdiff_t stride_;
+    int samplesWide_, samplesHigh_, width_, rh_, rv_;
+    bool fast_;
+};
 }  // namespace
 
 bool PostExpand(JpegState* state) {
@@ -141,11 +233,25 @@ bool PostExpand(JpegState* state) {
     const bool reduced = state->dcOnly != 0;
     auto scaled = [reduced](int32_t size) { return reduced ? (size + 7) / 8 : size; };
     const int width = scaled(state->paddedWidth);
+    const JpegComponent* cb = state->components[1];
+    const JpegComponent* cr = state->components[2];
+    const bool pair = cb->h == cr->h && cb->v == cr->v && state->hMax % cb->h == 0 &&
+                      state->vMax % cb->v == 0 && state->hMax / cb->h <= 2 &&
+                      state->vMax / cb->v <= 2;
     for (int c = 0; c < components; ++c) {
         const JpegComponent* component = state->components[c];
         if (state->hMax % component->h != 0 || state->vMax % component->v != 0)
             return SetError("PostExpand", "Fractional subsampling not supported!");
         const int rh = state->hMax / component->h, rv = state->vMax / component->v;
+        if (pair && c >= 1) {
+            // Cb and Cr expand together when Cb's turn comes.
+            if (c == 1 && (rh > 1 || rv > 1))
+                ChromaPair(state, scaled(component->paddedWidth), scaled(component->paddedHeight),
+                           width, rh, rv)
+                    .Run();
+            ReportProgress(state->progress, c + 1, components);
+            continue;
+        }
         const int samplesWide = scaled(component->paddedWidth);
         const int samplesHigh = scaled(component->paddedHeight);
         Plane plane;

@@ -99,8 +99,13 @@ bool vti_JPEG(ImageImpFile* imp) {
 }
 
 bool jpegLoad(ImageImpFile* imp, Image* image, Progress* progress, bool dcOnly) {
-    std::unique_ptr<JpegState> owned(new JpegState());
-    JpegState* state = owned.get();
+    // The component records are freed on every path out, the one that
+    // leaves through the fatal restart-marker exit included.
+    struct Owned {
+        std::unique_ptr<JpegState> state{new JpegState()};
+        ~Owned() { jpegFreeComponents(state.get()); }
+    } owned;
+    JpegState* state = owned.state.get();
     state->data = imp->data;
     state->size = imp->size;
     state->cursor = 0;
@@ -122,6 +127,5 @@ bool jpegLoad(ImageImpFile* imp, Image* image, Progress* progress, bool dcOnly) 
         state->endOfScan = jpeg::HuffEndOfScan;
         ok = jSelDMCU(state) && jdPipe(state);
     }
-    jpegFreeComponents(state);
     return ok;
 }

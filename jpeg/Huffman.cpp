@@ -44,7 +44,7 @@ inline int SlowSymbol(uint64_t acc, int* bits, const HuffTable* t, int32_t code)
     do {
         ++l;
         code = code * 2 + static_cast<int32_t>((acc >> (*bits - l)) & 1);
-    } while (code > t->largest[l]);
+    } while (code > t->largest[l] && l < 17);
     *bits -= l;
     return t->symbols[(t->firstSymbol[l] + code - t->smallest[l]) & 255];
 }
@@ -226,8 +226,14 @@ int DecodeBlock(BitReader* reader, const HuffTable* dc, const HuffTable* ac, int
 }
 
 bool HuffStartOfScan(JpegState* state) {
-    for (int i = 0; i < state->scanCount; ++i) {
-        const JpegComponent* component = state->scanComponents[i];
+    // The tables named by the scan; blocks are decoded with the tables of
+    // their frame component, so a component the scan names twice in place
+    // of another still finds derived tables.
+    const int frameCount =
+        state->componentCount < kMaxComponents ? state->componentCount : kMaxComponents;
+    for (int i = 0; i < state->scanCount + frameCount; ++i) {
+        const JpegComponent* component =
+            i < state->scanCount ? state->scanComponents[i] : state->components[i - state->scanCount];
         // Table numbers are four bits in SOS; only 0..3 exist.
         DeriveTable(&state->dcTables[component->dcTable & 3]);
         DeriveTable(&state->acTables[component->acTable & 3]);

@@ -1,6 +1,7 @@
 #include "jpeg/Idct.h"
 
 #include <cstdlib>
+#include <cstring>
 
 #include "color/RangeLimit.h"
 #include "core/Error.h"
@@ -21,6 +22,10 @@ const uint16_t kAanScales[64] = {
     8867,  6967,  4799,  2446,  4520,  6270,  5906,  5315,  4520,  3552,  2446,  1247};
 
 namespace {
+// Four 32-bit lanes; the compiler maps the arithmetic to vector instructions
+// where it can and to plain code elsewhere, with the same integer results.
+typedef int32_t Lanes __attribute__((vector_size(16)));
+
 // The sample range limiter indexed from its centre: adds the level shift of
 // 128 and clamps, with (value & 1023) as index.
 inline const uint8_t* Limit() { return kRangeLimit + 128; }
@@ -57,36 +62,42 @@ void IdctAccurateT(uint8_t* dest, int32_t* in, const int32_t* q, ptrdiff_t rowSt
         return;
     }
     int32_t workspace[64];
-    // Pass 1: columns, dequantising as the coefficients are read.
-    for (int column = 0; column < 8; ++column) {
-        const int32_t* c = in + column;
-        const int32_t* m = q + column;
-        int32_t* w = workspace + column;
-        if ((c[8] | c[16] | c[24] | c[32] | c[40] | c[48] | c[56]) == 0) {
-            const int32_t dc = c[0] * m[0] * 4;
-            for (int row = 0; row < 8; ++row) w[8 * row] = dc;
-            continue;
-        }
-        int32_t z2 = c[16] * m[16], z3 = c[48] * m[48];
-        int32_t z1 = (z2 + z3) * k0_541196100;
-        int32_t tmp2 = z1 + z3 * -k1_847759065;
-        int32_t tmp3 = z1 + z2 * k0_765366865;
-        z2 = c[0] * m[0];
-        z3 = c[32] * m[32];
-        int32_t tmp0 = (z2 + z3) * 8192;
-        int32_t tmp1 = (z2 - z3) * 8192;
-        const int32_t tmp10 = tmp0 + tmp3, tmp13 = tmp0 - tmp3;
-        const int32_t tmp11 = tmp1 + tmp2, tmp12 = tmp1 - tmp2;
+    // Pass 1: columns, dequantising as the coefficients are read. Four
+    // columns at a time in vector lanes; a column whose AC terms are all
+    // zero takes DC * 4 (the shortcut, which differs from the butterfly only
+    // when a corrupt DC overflows it) through a lane mask.
+    for (int half = 0; half < 8; half += 4) {
+        auto load = [&](const int32_t* p, int row) {
+            Lanes v;
+            std::memcpy(&v, p + 8 * row + half, sizeof v);
+            return v;
+        };
+        auto coefficient = [&](int row) { return load(in, row) * load(q, row); };
+        const Lanes acBits = load(in, 1) | load(in, 2) | load(in, 3) | load(in, 4) | load(in, 5) |
+                             load(in, 6) | load(in, 7);
+        const Lanes flat = acBits == 0;  // all ones where the column is DC only
 
-        tmp0 = c[56] * m[56];
-        tmp1 = c[40] * m[40];
-        tmp2 = c[24] * m[24];
-        tmp3 = c[8] * m[8];
+        Lanes z2 = coefficient(2), z3 = coefficient(6);
+        Lanes z1 = (z2 + z3) * k0_541196100;
+        Lanes tmp2 = z1 + z3 * -k1_847759065;
+        Lanes tmp3 = z1 + z2 * k0_765366865;
+        z2 = coefficient(0);
+        z3 = coefficient(4);
+        const Lanes dc4 = z2 * 4;
+        Lanes tmp0 = (z2 + z3) * 8192;
+        Lanes tmp1 = (z2 - z3) * 8192;
+        const Lanes tmp10 = tmp0 + tmp3, tmp13 = tmp0 - tmp3;
+        const Lanes tmp11 = tmp1 + tmp2, tmp12 = tmp1 - tmp2;
+
+        tmp0 = coefficient(7);
+        tmp1 = coefficient(5);
+        tmp2 = coefficient(3);
+        tmp3 = coefficient(1);
         z1 = tmp0 + tmp3;
         z2 = tmp1 + tmp2;
         z3 = tmp0 + tmp2;
-        int32_t z4 = tmp1 + tmp3;
-        const int32_t z5 = (z3 + z4) * k1_175875602;
+        Lanes z4 = tmp1 + tmp3;
+        const Lanes z5 = (z3 + z4) * k1_175875602;
         tmp0 *= k0_298631336;
         tmp1 *= k2_053119869;
         tmp2 *= k3_072711026;
@@ -102,43 +113,53 @@ void IdctAccurateT(uint8_t* dest, int32_t* in, const int32_t* q, ptrdiff_t rowSt
         tmp2 += z2 + z3;
         tmp3 += z1 + z4;
 
-        w[0] = (tmp10 + tmp3 + 1024) >> 11;
-        w[56] = (tmp10 - tmp3 + 1024) >> 11;
-        w[8] = (tmp11 + tmp2 + 1024) >> 11;
-        w[48] = (tmp11 - tmp2 + 1024) >> 11;
-        w[16] = (tmp12 + tmp1 + 1024) >> 11;
-        w[40] = (tmp12 - tmp1 + 1024) >> 11;
-        w[24] = (tmp13 + tmp0 + 1024) >> 11;
-        w[32] = (tmp13 - tmp0 + 1024) >> 11;
+        // Stored transposed (column-major) so that pass 2 can take four
+        // rows at a time the same way.
+        auto store = [&](int row, Lanes full) {
+            const Lanes value = (flat & dc4) | (~flat & ((full + 1024) >> 11));
+            for (int j = 0; j < 4; ++j) workspace[8 * (half + j) + row] = value[j];
+        };
+        store(0, tmp10 + tmp3);
+        store(7, tmp10 - tmp3);
+        store(1, tmp11 + tmp2);
+        store(6, tmp11 - tmp2);
+        store(2, tmp12 + tmp1);
+        store(5, tmp12 - tmp1);
+        store(3, tmp13 + tmp0);
+        store(4, tmp13 - tmp0);
     }
-    // Pass 2: rows, descaling by the constants' 13 bits, the 2 pass bits and
-    // the 3 bits of the transform's scale.
-    for (int row = 0; row < 8; ++row) {
-        const int32_t* w = workspace + 8 * row;
-        uint8_t* out = dest + row * rowStep;
-        if ((w[1] | w[2] | w[3] | w[4] | w[5] | w[6] | w[7]) == 0) {
-            const uint8_t value = limit[((w[0] + 16) >> 5) & 1023];
-            for (int column = 0; column < 8; ++column) out[column * columnStep] = value;
-            continue;
-        }
-        int32_t z2 = w[2], z3 = w[6];
-        int32_t z1 = (z2 + z3) * k0_541196100;
-        int32_t tmp2 = z1 + z3 * -k1_847759065;
-        int32_t tmp3 = z1 + z2 * k0_765366865;
-        int32_t tmp0 = (w[0] + w[4]) * 8192;
-        int32_t tmp1 = (w[0] - w[4]) * 8192;
-        const int32_t tmp10 = tmp0 + tmp3, tmp13 = tmp0 - tmp3;
-        const int32_t tmp11 = tmp1 + tmp2, tmp12 = tmp1 - tmp2;
+    // Pass 2: rows, four at a time, descaling by the constants' 13 bits, the
+    // 2 pass bits and the 3 bits of the transform's scale. A row whose AC
+    // terms are all zero takes the rounded DC alone.
+    for (int quarter = 0; quarter < 8; quarter += 4) {
+        auto term = [&](int k) {
+            Lanes v;
+            std::memcpy(&v, workspace + 8 * k + quarter, sizeof v);
+            return v;
+        };
+        const Lanes w0 = term(0);
+        const Lanes flat =
+            (term(1) | term(2) | term(3) | term(4) | term(5) | term(6) | term(7)) == 0;
+        const Lanes flatValue = (w0 + 16) >> 5;
 
-        tmp0 = w[7];
-        tmp1 = w[5];
-        tmp2 = w[3];
-        tmp3 = w[1];
+        Lanes z2 = term(2), z3 = term(6);
+        Lanes z1 = (z2 + z3) * k0_541196100;
+        Lanes tmp2 = z1 + z3 * -k1_847759065;
+        Lanes tmp3 = z1 + z2 * k0_765366865;
+        Lanes tmp0 = (w0 + term(4)) * 8192;
+        Lanes tmp1 = (w0 - term(4)) * 8192;
+        const Lanes tmp10 = tmp0 + tmp3, tmp13 = tmp0 - tmp3;
+        const Lanes tmp11 = tmp1 + tmp2, tmp12 = tmp1 - tmp2;
+
+        tmp0 = term(7);
+        tmp1 = term(5);
+        tmp2 = term(3);
+        tmp3 = term(1);
         z1 = tmp0 + tmp3;
         z2 = tmp1 + tmp2;
         z3 = tmp0 + tmp2;
-        int32_t z4 = tmp1 + tmp3;
-        const int32_t z5 = (z3 + z4) * k1_175875602;
+        Lanes z4 = tmp1 + tmp3;
+        const Lanes z5 = (z3 + z4) * k1_175875602;
         tmp0 *= k0_298631336;
         tmp1 *= k2_053119869;
         tmp2 *= k3_072711026;
@@ -154,14 +175,19 @@ void IdctAccurateT(uint8_t* dest, int32_t* in, const int32_t* q, ptrdiff_t rowSt
         tmp2 += z2 + z3;
         tmp3 += z1 + z4;
 
-        out[0] = limit[((tmp10 + tmp3 + 131072) >> 18) & 1023];
-        out[7 * columnStep] = limit[((tmp10 - tmp3 + 131072) >> 18) & 1023];
-        out[1 * columnStep] = limit[((tmp11 + tmp2 + 131072) >> 18) & 1023];
-        out[6 * columnStep] = limit[((tmp11 - tmp2 + 131072) >> 18) & 1023];
-        out[2 * columnStep] = limit[((tmp12 + tmp1 + 131072) >> 18) & 1023];
-        out[5 * columnStep] = limit[((tmp12 - tmp1 + 131072) >> 18) & 1023];
-        out[3 * columnStep] = limit[((tmp13 + tmp0 + 131072) >> 18) & 1023];
-        out[4 * columnStep] = limit[((tmp13 - tmp0 + 131072) >> 18) & 1023];
+        auto put = [&](int column, Lanes full) {
+            const Lanes value = ((flat & flatValue) | (~flat & ((full + 131072) >> 18))) & 1023;
+            for (int j = 0; j < 4; ++j)
+                dest[(quarter + j) * rowStep + column * columnStep] = limit[value[j]];
+        };
+        put(0, tmp10 + tmp3);
+        put(7, tmp10 - tmp3);
+        put(1, tmp11 + tmp2);
+        put(6, tmp11 - tmp2);
+        put(2, tmp12 + tmp1);
+        put(5, tmp12 - tmp1);
+        put(3, tmp13 + tmp0);
+        put(4, tmp13 - tmp0);
     }
 }
 

@@ -125,6 +125,48 @@ void GenericVertical(const Plane& plane, int width, int samples, int f) {
     }
 }
 
+// One sample row of the smooth vertical filter over a row of bytes: `row`
+// becomes 3/4 of itself and 1/4 of the previous sample row (`up`; null for
+// the first row, which keeps its sample), `below` 3/4 of it and 1/4 of the
+// next; only where `mask` is set. `keep` receives the row as it was.
+void VerticalPair(uint8_t* __restrict row, uint8_t* __restrict below,
+                  const uint8_t* __restrict next, const uint8_t* up, uint8_t* keep,
+                  const uint8_t* __restrict mask, size_t bytes) {
+    if (!up) {
+        for (size_t j = 0; j < bytes; ++j) {
+            const unsigned s = row[j];
+            const uint8_t bottom = static_cast<uint8_t>((3 * s + next[j] + 2) >> 2);
+            keep[j] = static_cast<uint8_t>(s);
+            below[j] = static_cast<uint8_t>((mask[j] & bottom) | (~mask[j] & below[j]));
+        }
+        return;
+    }
+    // up and keep are the same buffer: each byte is read before it is
+    // replaced.
+    for (size_t j = 0; j < bytes; ++j) {
+        const unsigned s = row[j], u = up[j];
+        const uint8_t top = static_cast<uint8_t>((3 * s + u + 1) >> 2);
+        const uint8_t bottom = static_cast<uint8_t>((3 * s + next[j] + 2) >> 2);
+        keep[j] = static_cast<uint8_t>(s);
+        row[j] = static_cast<uint8_t>((mask[j] & top) | (~mask[j] & s));
+        below[j] = static_cast<uint8_t>((mask[j] & bottom) | (~mask[j] & below[j]));
+    }
+}
+
+// The last sample row: it mixes with the row above, the row below it
+// repeats the sample. `up` is the row itself when there is only one.
+void VerticalLast(uint8_t* __restrict row, uint8_t* __restrict below, const uint8_t* up,
+                  const uint8_t* __restrict mask, size_t bytes) {
+    const bool single = up == row;
+    for (size_t j = 0; j < bytes; ++j) {
+        const unsigned s = row[j];
+        const uint8_t top = single ? static_cast<uint8_t>(s)
+                                   : static_cast<uint8_t>((3 * s + up[j] + 1) >> 2);
+        row[j] = static_cast<uint8_t>((mask[j] & top) | (~mask[j] & s));
+        below[j] = static_cast<uint8_t>((mask[j] & s) | (~mask[j] & below[j]));
+    }
+}
+
 // Both chroma components with the same ratio, each ratio 1 or 2: one pass
 // over the rows does the horizontal and the vertical step for bytes 1 and 2
 // together. Each sample row is expanded horizontally just before the
@@ -155,42 +197,25 @@ public:
             }
             return;
         }
-        std::vector<uint8_t> saved(2 * static_cast<size_t>(width_));
+        // The vertical filter runs over whole rows of bytes with a mask that
+        // selects the chroma bytes, which lets the compiler use vector
+        // instructions; luma bytes keep their value.
+        const size_t bytes = 3 * static_cast<size_t>(width_);
+        std::vector<uint8_t> saved(bytes), mask(bytes);
+        for (size_t j = 0; j < bytes; ++j) mask[j] = j % 3 ? 0xFF : 0x00;
+        const uint8_t* m = mask.data();
+        uint8_t* keep = saved.data();
         Horizontal(Row(0));
         for (int i = 0; i < samplesHigh_; ++i) {
             uint8_t* row = Row(2 * i);
             uint8_t* below = Row(2 * i + 1);
             const bool last = i + 1 == samplesHigh_;
-            const uint8_t* next = last ? row : Row(2 * i + 2);
             if (!last) Horizontal(Row(2 * i + 2));
-            uint8_t* keep = saved.data();
-            if (i == 0) {
-                for (int x = 0; x < width_; ++x) {
-                    for (int c = 1; c <= 2; ++c) {
-                        const int s = row[3 * x + c];
-                        keep[2 * x + c - 1] = static_cast<uint8_t>(s);
-                        below[3 * x + c] = static_cast<uint8_t>(last ? s : (3 * s + next[3 * x + c] + 2) >> 2);
-                    }
-                }
-            } else if (!last) {
-                for (int x = 0; x < width_; ++x) {
-                    for (int c = 1; c <= 2; ++c) {
-                        const int s = row[3 * x + c];
-                        const int up = keep[2 * x + c - 1];
-                        keep[2 * x + c - 1] = static_cast<uint8_t>(s);
-                        row[3 * x + c] = static_cast<uint8_t>((3 * s + up + 1) >> 2);
-                        below[3 * x + c] = static_cast<uint8_t>((3 * s + next[3 * x + c] + 2) >> 2);
-                    }
-                }
-            } else {
-                for (int x = 0; x < width_; ++x) {
-                    for (int c = 1; c <= 2; ++c) {
-                        const int s = row[3 * x + c];
-                        row[3 * x + c] = static_cast<uint8_t>((3 * s + keep[2 * x + c - 1] + 1) >> 2);
-                        below[3 * x + c] = static_cast<uint8_t>(s);
-                    }
-                }
-            }
+            const uint8_t* next = last ? row : Row(2 * i + 2);
+            if (last)
+                VerticalLast(row, below, i == 0 ? row : keep, m, bytes);
+            else
+                VerticalPair(row, below, next, i == 0 ? nullptr : keep, keep, m, bytes);
         }
     }
 

@@ -17,6 +17,8 @@
 using namespace jpegtest;
 
 namespace {
+constexpr double kPi = 3.14159265358979323846;
+
 // Runs a transform on a block holding only `dc`, with every multiplier q,
 // and returns the 64 samples (row step 8, column step 1).
 std::vector<uint8_t> Transform(BlockRoutine routine, int32_t dc, int32_t q, int lastIndex = 0) {
@@ -102,8 +104,8 @@ TEST(JpegIdct, TheAccurateTransformIsAnInverseDct) {
                     for (int u = 0; u < 8; ++u)
                         sum += (u ? 1 : std::sqrt(0.5)) * (v ? 1 : std::sqrt(0.5)) *
                                block[8 * v + u] * table[8 * v + u] *
-                               std::cos((2 * x + 1) * u * M_PI / 16) *
-                               std::cos((2 * y + 1) * v * M_PI / 16);
+                               std::cos((2 * x + 1) * u * kPi / 16) *
+                               std::cos((2 * y + 1) * v * kPi / 16);
                 const double expected = std::min(255.0, std::max(0.0, sum / 4 + 128));
                 EXPECT_NEAR(out[8 * y + x], expected, 1.0) << round << " " << x << "," << y;
             }

@@ -197,6 +197,7 @@ namespace {
 constexpr int32_t kF1_082392200 = 277, kF1_414213562 = 362, kF1_847759065 = 473,
                   kF2_613125930 = 669;
 inline int32_t Mul8(int32_t value, int32_t constant) { return (value * constant) >> 8; }
+inline Lanes Mul8(Lanes value, int32_t constant) { return (value * constant) >> 8; }
 }  // namespace
 
 template <int kStep>
@@ -209,80 +210,95 @@ void IdctFastT(uint8_t* dest, int32_t* in, const int32_t* q, ptrdiff_t rowStep,
         return;
     }
     int32_t workspace[64];
-    for (int column = 0; column < 8; ++column) {
-        const int32_t* c = in + column;
-        const int32_t* m = q + column;
-        int32_t* w = workspace + column;
-        if ((c[8] | c[16] | c[24] | c[32] | c[40] | c[48] | c[56]) == 0) {
-            const int32_t dc = c[0] * m[0];
-            for (int row = 0; row < 8; ++row) w[8 * row] = dc;
-            continue;
-        }
-        int32_t tmp0 = c[0] * m[0], tmp1 = c[16] * m[16], tmp2 = c[32] * m[32],
-                tmp3 = c[48] * m[48];
-        int32_t tmp10 = tmp0 + tmp2, tmp11 = tmp0 - tmp2;
-        int32_t tmp13 = tmp1 + tmp3;
-        int32_t tmp12 = Mul8(tmp1 - tmp3, kF1_414213562) - tmp13;
+    // Pass 1: columns, four at a time; DC-only columns take the dequantised
+    // DC through a lane mask. Stored transposed for pass 2.
+    for (int half = 0; half < 8; half += 4) {
+        auto load = [&](const int32_t* p, int row) {
+            Lanes v;
+            std::memcpy(&v, p + 8 * row + half, sizeof v);
+            return v;
+        };
+        auto coefficient = [&](int row) { return load(in, row) * load(q, row); };
+        const Lanes flat = (load(in, 1) | load(in, 2) | load(in, 3) | load(in, 4) | load(in, 5) |
+                            load(in, 6) | load(in, 7)) == 0;
+        Lanes tmp0 = coefficient(0), tmp1 = coefficient(2), tmp2 = coefficient(4),
+              tmp3 = coefficient(6);
+        const Lanes dc = tmp0;
+        Lanes tmp10 = tmp0 + tmp2, tmp11 = tmp0 - tmp2;
+        Lanes tmp13 = tmp1 + tmp3;
+        Lanes tmp12 = Mul8(tmp1 - tmp3, kF1_414213562) - tmp13;
         tmp0 = tmp10 + tmp13;
         tmp3 = tmp10 - tmp13;
         tmp1 = tmp11 + tmp12;
         tmp2 = tmp11 - tmp12;
 
-        int32_t tmp4 = c[8] * m[8], tmp5 = c[24] * m[24], tmp6 = c[40] * m[40],
-                tmp7 = c[56] * m[56];
-        const int32_t z13 = tmp6 + tmp5, z10 = tmp6 - tmp5;
-        const int32_t z11 = tmp4 + tmp7, z12 = tmp4 - tmp7;
+        Lanes tmp4 = coefficient(1), tmp5 = coefficient(3), tmp6 = coefficient(5),
+              tmp7 = coefficient(7);
+        const Lanes z13 = tmp6 + tmp5, z10 = tmp6 - tmp5;
+        const Lanes z11 = tmp4 + tmp7, z12 = tmp4 - tmp7;
         tmp7 = z11 + z13;
         tmp11 = Mul8(z11 - z13, kF1_414213562);
-        const int32_t z5 = Mul8(z10 + z12, kF1_847759065);
+        const Lanes z5 = Mul8(z10 + z12, kF1_847759065);
         tmp10 = Mul8(z12, kF1_082392200) - z5;
         tmp12 = Mul8(z10, -kF2_613125930) + z5;
         tmp6 = tmp12 - tmp7;
         tmp5 = tmp11 - tmp6;
         tmp4 = tmp10 + tmp5;
 
-        w[0] = tmp0 + tmp7;
-        w[56] = tmp0 - tmp7;
-        w[8] = tmp1 + tmp6;
-        w[48] = tmp1 - tmp6;
-        w[16] = tmp2 + tmp5;
-        w[40] = tmp2 - tmp5;
-        w[32] = tmp3 + tmp4;
-        w[24] = tmp3 - tmp4;
+        auto store = [&](int row, Lanes full) {
+            const Lanes value = (flat & dc) | (~flat & full);
+            for (int j = 0; j < 4; ++j) workspace[8 * (half + j) + row] = value[j];
+        };
+        store(0, tmp0 + tmp7);
+        store(7, tmp0 - tmp7);
+        store(1, tmp1 + tmp6);
+        store(6, tmp1 - tmp6);
+        store(2, tmp2 + tmp5);
+        store(5, tmp2 - tmp5);
+        store(4, tmp3 + tmp4);
+        store(3, tmp3 - tmp4);
     }
-    for (int row = 0; row < 8; ++row) {
-        const int32_t* w = workspace + 8 * row;
-        uint8_t* out = dest + row * rowStep;
-        if ((w[1] | w[2] | w[3] | w[4] | w[5] | w[6] | w[7]) == 0) {
-            const uint8_t value = limit[(w[0] >> 5) & 1023];
-            for (int column = 0; column < 8; ++column) out[column * columnStep] = value;
-            continue;
-        }
-        int32_t tmp10 = w[0] + w[4], tmp11 = w[0] - w[4];
-        int32_t tmp13 = w[2] + w[6];
-        int32_t tmp12 = Mul8(w[2] - w[6], kF1_414213562) - tmp13;
-        const int32_t tmp0 = tmp10 + tmp13, tmp3 = tmp10 - tmp13;
-        const int32_t tmp1 = tmp11 + tmp12, tmp2 = tmp11 - tmp12;
+    // Pass 2: rows, four at a time; outputs descaled by 5 bits without a
+    // rounding term, DC-only rows likewise.
+    for (int quarter = 0; quarter < 8; quarter += 4) {
+        auto term = [&](int k) {
+            Lanes v;
+            std::memcpy(&v, workspace + 8 * k + quarter, sizeof v);
+            return v;
+        };
+        const Lanes w0 = term(0);
+        const Lanes flat =
+            (term(1) | term(2) | term(3) | term(4) | term(5) | term(6) | term(7)) == 0;
+        Lanes tmp10 = w0 + term(4), tmp11 = w0 - term(4);
+        Lanes tmp13 = term(2) + term(6);
+        Lanes tmp12 = Mul8(term(2) - term(6), kF1_414213562) - tmp13;
+        const Lanes tmp0 = tmp10 + tmp13, tmp3 = tmp10 - tmp13;
+        const Lanes tmp1 = tmp11 + tmp12, tmp2 = tmp11 - tmp12;
 
-        const int32_t z13 = w[5] + w[3], z10 = w[5] - w[3];
-        const int32_t z11 = w[1] + w[7], z12 = w[1] - w[7];
-        const int32_t tmp7 = z11 + z13;
+        const Lanes z13 = term(5) + term(3), z10 = term(5) - term(3);
+        const Lanes z11 = term(1) + term(7), z12 = term(1) - term(7);
+        const Lanes tmp7 = z11 + z13;
         tmp11 = Mul8(z11 - z13, kF1_414213562);
-        const int32_t z5 = Mul8(z10 + z12, kF1_847759065);
+        const Lanes z5 = Mul8(z10 + z12, kF1_847759065);
         tmp10 = Mul8(z12, kF1_082392200) - z5;
         tmp12 = Mul8(z10, -kF2_613125930) + z5;
-        const int32_t tmp6 = tmp12 - tmp7;
-        const int32_t tmp5 = tmp11 - tmp6;
-        const int32_t tmp4 = tmp10 + tmp5;
+        const Lanes tmp6 = tmp12 - tmp7;
+        const Lanes tmp5 = tmp11 - tmp6;
+        const Lanes tmp4 = tmp10 + tmp5;
 
-        out[0] = limit[((tmp0 + tmp7) >> 5) & 1023];
-        out[7 * columnStep] = limit[((tmp0 - tmp7) >> 5) & 1023];
-        out[1 * columnStep] = limit[((tmp1 + tmp6) >> 5) & 1023];
-        out[6 * columnStep] = limit[((tmp1 - tmp6) >> 5) & 1023];
-        out[2 * columnStep] = limit[((tmp2 + tmp5) >> 5) & 1023];
-        out[5 * columnStep] = limit[((tmp2 - tmp5) >> 5) & 1023];
-        out[4 * columnStep] = limit[((tmp3 + tmp4) >> 5) & 1023];
-        out[3 * columnStep] = limit[((tmp3 - tmp4) >> 5) & 1023];
+        auto put = [&](int column, Lanes full) {
+            const Lanes value = (((flat & w0) | (~flat & full)) >> 5) & 1023;
+            for (int j = 0; j < 4; ++j)
+                dest[(quarter + j) * rowStep + column * columnStep] = limit[value[j]];
+        };
+        put(0, tmp0 + tmp7);
+        put(7, tmp0 - tmp7);
+        put(1, tmp1 + tmp6);
+        put(6, tmp1 - tmp6);
+        put(2, tmp2 + tmp5);
+        put(5, tmp2 - tmp5);
+        put(4, tmp3 + tmp4);
+        put(3, tmp3 - tmp4);
     }
 }
 

@@ -7,10 +7,10 @@
 #include <turbojpeg.h>
 
 #include <algorithm>
-#include <ctime>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <functional>
 #include <memory>
 #include <string>
@@ -45,7 +45,8 @@ std::vector<unsigned char> ReadAll(const char* path) {
     if (FILE* f = std::fopen(path, "rb")) {
         unsigned char buffer[65536];
         size_t n;
-        while ((n = std::fread(buffer, 1, sizeof buffer, f)) > 0) bytes.insert(bytes.end(), buffer, buffer + n);
+        while ((n = std::fread(buffer, 1, sizeof buffer, f)) > 0)
+            bytes.insert(bytes.end(), buffer, buffer + n);
         std::fclose(f);
     }
     return bytes;
@@ -56,10 +57,10 @@ std::vector<unsigned char> ReadAll(const char* path) {
 struct Ours {
     explicit Ours(const char* path, bool eighth) : imp(path, nullptr, false), eighth(eighth) {
         if (!imp.ready || (eighth && imp.rowLoader2 == imp.rowLoader)) return;
-        image.reset(eighth ? new Image(imp.width2, imp.height2, imp.stride2, imp.rows2,
-                                       imp.palette, imp.depth)
-                           : new Image(imp.width, imp.height, imp.stride, imp.rows, imp.palette,
-                                       imp.depth));
+        image.reset(
+            eighth
+                ? new Image(imp.width2, imp.height2, imp.stride2, imp.rows2, imp.palette, imp.depth)
+                : new Image(imp.width, imp.height, imp.stride, imp.rows, imp.palette, imp.depth));
     }
     // Decode and convert YCbCr to BGR, as Load does.
     bool Run() {
@@ -88,8 +89,8 @@ struct Theirs {
         out.assign(static_cast<size_t>(width) * height * tjPixelSize[format], 0);
     }
     bool Run() {
-        return !out.empty() && tjDecompress2(handle, jpeg.data(), jpeg.size(), out.data(), width,
-                                             0, height, format, flags) == 0;
+        return !out.empty() && tjDecompress2(handle, jpeg.data(), jpeg.size(), out.data(), width, 0,
+                                             height, format, flags) == 0;
     }
     tjhandle handle;
     const std::vector<unsigned char>& jpeg;

@@ -232,8 +232,9 @@ bool HuffStartOfScan(JpegState* state) {
     const int frameCount =
         state->componentCount < kMaxComponents ? state->componentCount : kMaxComponents;
     for (int i = 0; i < state->scanCount + frameCount; ++i) {
-        const JpegComponent* component =
-            i < state->scanCount ? state->scanComponents[i] : state->components[i - state->scanCount];
+        const JpegComponent* component = i < state->scanCount
+                                             ? state->scanComponents[i]
+                                             : state->components[i - state->scanCount];
         // Table numbers are four bits in SOS; only 0..3 exist.
         DeriveTable(&state->dcTables[component->dcTable & 3]);
         DeriveTable(&state->acTables[component->acTable & 3]);
@@ -270,10 +271,9 @@ void HuffDecodeMcu(JpegState* state, int32_t* coefficients) {
     for (int b = 0; b < state->blocksPerMcu; ++b) {
         const int c = state->mcuMembership[b];
         const JpegComponent* component = state->components[c];
-        state->lastIndex[b] =
-            DecodeBlock(&state->reader, &state->dcTables[component->dcTable & 3],
-                        &state->acTables[component->acTable & 3], &state->dcPredictor[c],
-                        coefficients + 64 * b, storeAc);
+        state->lastIndex[b] = DecodeBlock(&state->reader, &state->dcTables[component->dcTable & 3],
+                                          &state->acTables[component->acTable & 3],
+                                          &state->dcPredictor[c], coefficients + 64 * b, storeAc);
     }
 }
 

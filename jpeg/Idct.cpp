@@ -201,8 +201,8 @@ inline Lanes Mul8(Lanes value, int32_t constant) { return (value * constant) >> 
 }  // namespace
 
 template <int kStep>
-void IdctFastT(uint8_t* dest, int32_t* in, const int32_t* q, ptrdiff_t rowStep,
-               ptrdiff_t stepGiven, int lastIndex) {
+void IdctFastT(uint8_t* dest, int32_t* in, const int32_t* q, ptrdiff_t rowStep, ptrdiff_t stepGiven,
+               int lastIndex) {
     const ptrdiff_t columnStep = kStep ? kStep : stepGiven;
     const uint8_t* limit = Limit();
     if (lastIndex == 0) {
@@ -302,15 +302,19 @@ void IdctFastT(uint8_t* dest, int32_t* in, const int32_t* q, ptrdiff_t rowStep,
     }
 }
 
-#define VANTIREL_DISPATCH_STEP(name)                                                   \
-    void name(uint8_t* dest, int32_t* in, const int32_t* q, ptrdiff_t rowStep,          \
-              ptrdiff_t columnStep, int lastIndex) {                                    \
-        switch (columnStep) {                                                           \
-            case 1: return name##T<1>(dest, in, q, rowStep, columnStep, lastIndex);     \
-            case 3: return name##T<3>(dest, in, q, rowStep, columnStep, lastIndex);     \
-            case 6: return name##T<6>(dest, in, q, rowStep, columnStep, lastIndex);     \
-            default: return name##T<0>(dest, in, q, rowStep, columnStep, lastIndex);    \
-        }                                                                               \
+#define VANTIREL_DISPATCH_STEP(name)                                            \
+    void name(uint8_t* dest, int32_t* in, const int32_t* q, ptrdiff_t rowStep,  \
+              ptrdiff_t columnStep, int lastIndex) {                            \
+        switch (columnStep) {                                                   \
+            case 1:                                                             \
+                return name##T<1>(dest, in, q, rowStep, columnStep, lastIndex); \
+            case 3:                                                             \
+                return name##T<3>(dest, in, q, rowStep, columnStep, lastIndex); \
+            case 6:                                                             \
+                return name##T<6>(dest, in, q, rowStep, columnStep, lastIndex); \
+            default:                                                            \
+                return name##T<0>(dest, in, q, rowStep, columnStep, lastIndex); \
+        }                                                                       \
     }
 VANTIREL_DISPATCH_STEP(IdctAccurate)
 VANTIREL_DISPATCH_STEP(IdctFast)
@@ -345,7 +349,7 @@ bool DCTOpen(JpegState* state) {
         }
         component->dequant = table;
     }
-    state->idctBlock = state->dcOnly ? jpeg::IdctDcOnly
+    state->idctBlock = state->dcOnly     ? jpeg::IdctDcOnly
                        : state->fastIdct ? jpeg::IdctFast
                                          : jpeg::IdctAccurate;
     return true;

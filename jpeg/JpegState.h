@@ -37,9 +37,9 @@ struct JpegComponent {
     int32_t acTable;     // Ta_j from SOS
     int32_t paddedWidth;
     int32_t paddedHeight;
-    int32_t mcuWidth;    // = H, in blocks
-    int32_t mcuHeight;   // = V, in blocks
-    int32_t mcuBlocks;   // = H * V
+    int32_t mcuWidth;   // = H, in blocks
+    int32_t mcuHeight;  // = V, in blocks
+    int32_t mcuBlocks;  // = H * V
     // Dequantisation multipliers in natural order (null until DCTOpen); the
     // reduced decode keeps only the DC quantiser in dcQuant instead.
     int32_t* dequant;
@@ -57,8 +57,8 @@ struct FastAcEntry {
 constexpr uint8_t kFastEob = 0xFF;
 
 struct HuffTable {
-    uint8_t counts[17];   // [0] unused, [1..16] codes of each length
-    uint8_t symbols[256]; // in order of increasing code length
+    uint8_t counts[17];    // [0] unused, [1..16] codes of each length
+    uint8_t symbols[256];  // in order of increasing code length
     // Indexed by code length directly ([0] unused). largest[17] is the
     // 0xFFFFF sentinel that stops a garbage code after 17 bits.
     int32_t smallest[18];
@@ -148,16 +148,33 @@ struct JpegState {
 namespace jpeg {
 enum Marker : int {
     kTEM = 0x01,
-    kSOF0 = 0xC0, kSOF1 = 0xC1, kSOF2 = 0xC2, kSOF3 = 0xC3,
+    kSOF0 = 0xC0,
+    kSOF1 = 0xC1,
+    kSOF2 = 0xC2,
+    kSOF3 = 0xC3,
     kDHT = 0xC4,
-    kSOF5 = 0xC5, kSOF9 = 0xC9, kSOF11 = 0xCB,
+    kSOF5 = 0xC5,
+    kSOF9 = 0xC9,
+    kSOF11 = 0xCB,
     kDAC = 0xCC,
-    kSOF13 = 0xCD, kSOF15 = 0xCF,
-    kRST0 = 0xD0, kRST7 = 0xD7,
-    kSOI = 0xD8, kEOI = 0xD9, kSOS = 0xDA,
-    kDQT = 0xDB, kDNL = 0xDC, kDRI = 0xDD, kDHP = 0xDE, kEXP = 0xDF,
-    kAPP0 = 0xE0, kAPP13 = 0xED, kAPP14 = 0xEE, kAPP15 = 0xEF,
-    kJPG0 = 0xF0, kJPG13 = 0xFD,
+    kSOF13 = 0xCD,
+    kSOF15 = 0xCF,
+    kRST0 = 0xD0,
+    kRST7 = 0xD7,
+    kSOI = 0xD8,
+    kEOI = 0xD9,
+    kSOS = 0xDA,
+    kDQT = 0xDB,
+    kDNL = 0xDC,
+    kDRI = 0xDD,
+    kDHP = 0xDE,
+    kEXP = 0xDF,
+    kAPP0 = 0xE0,
+    kAPP13 = 0xED,
+    kAPP14 = 0xEE,
+    kAPP15 = 0xEF,
+    kJPG0 = 0xF0,
+    kJPG13 = 0xFD,
     kCOM = 0xFE,
 };
 // Returned by the marker scan when the mapped bytes end first.

@@ -69,7 +69,8 @@ void ResetDefaults(JpegState* state) {
 bool InitialSetup(JpegState* state) {
     state->hMax = 1;
     state->vMax = 1;
-    const int count = state->componentCount < kMaxComponents ? state->componentCount : kMaxComponents;
+    const int count =
+        state->componentCount < kMaxComponents ? state->componentCount : kMaxComponents;
     for (int c = 0; c < count; ++c) {
         const JpegComponent* component = state->components[c];
         if (component->h < 1 || component->h > 4 || component->v < 1 || component->v > 4)
@@ -104,15 +105,33 @@ int jpegGetTables(JpegState* state) {
             (marker >= kSOF13 && marker <= kSOF15) || (marker >= kSOI && marker <= kSOS))
             return marker;
         switch (marker) {
-            case kDHT: ok = jpegGetDHT(state); break;
-            case kDAC: ok = jpegGetDAC(state); break;
-            case kDQT: ok = jpegGetDQT(state); break;
-            case kDNL: ok = jpegSkipSegment(state); break;
-            case kDRI: ok = jpegGetDRI(state); break;
-            case kAPP0: ok = jpegGetAPP0(state); break;
-            case kAPP14: ok = jpegGetAPP14(state); break;
-            case kAPP15: ok = jpegSkipSegment(state); break;
-            case kCOM: ok = jpegSkipSegment(state); break;
+            case kDHT:
+                ok = jpegGetDHT(state);
+                break;
+            case kDAC:
+                ok = jpegGetDAC(state);
+                break;
+            case kDQT:
+                ok = jpegGetDQT(state);
+                break;
+            case kDNL:
+                ok = jpegSkipSegment(state);
+                break;
+            case kDRI:
+                ok = jpegGetDRI(state);
+                break;
+            case kAPP0:
+                ok = jpegGetAPP0(state);
+                break;
+            case kAPP14:
+                ok = jpegGetAPP14(state);
+                break;
+            case kAPP15:
+                ok = jpegSkipSegment(state);
+                break;
+            case kCOM:
+                ok = jpegSkipSegment(state);
+                break;
             default:
                 if (marker > kAPP0 && marker <= kAPP13) {
                     ok = jpegSkipSegment(state);

@@ -18,8 +18,10 @@ constexpr int kPixelBytes = 3;
 struct Plane {
     uint8_t* base;  // byte c of pixel 0 of row 0
     ptrdiff_t stride;
-    size_t limit;   // bytes of the pixel block from base
-    uint8_t* At(int x, int y) const { return base + static_cast<ptrdiff_t>(y) * stride + kPixelBytes * x; }
+    size_t limit;  // bytes of the pixel block from base
+    uint8_t* At(int x, int y) const {
+        return base + static_cast<ptrdiff_t>(y) * stride + kPixelBytes * x;
+    }
 };
 
 // Smooth horizontal x2: sample i sits at pixel 2i; each output pixel is 3/4
@@ -160,8 +162,8 @@ void VerticalLast(uint8_t* __restrict row, uint8_t* __restrict below, const uint
     const bool single = up == row;
     for (size_t j = 0; j < bytes; ++j) {
         const unsigned s = row[j];
-        const uint8_t top = single ? static_cast<uint8_t>(s)
-                                   : static_cast<uint8_t>((3 * s + up[j] + 1) >> 2);
+        const uint8_t top =
+            single ? static_cast<uint8_t>(s) : static_cast<uint8_t>((3 * s + up[j] + 1) >> 2);
         row[j] = static_cast<uint8_t>((mask[j] & top) | (~mask[j] & s));
         below[j] = static_cast<uint8_t>((mask[j] & s) | (~mask[j] & below[j]));
     }
@@ -176,8 +178,13 @@ void VerticalLast(uint8_t* __restrict row, uint8_t* __restrict below, const uint
 class ChromaPair {
 public:
     ChromaPair(const JpegState* state, int samplesWide, int samplesHigh, int width, int rh, int rv)
-        : base_(state->outputBase), stride_(state->outputStride), samplesWide_(samplesWide),
-          samplesHigh_(samplesHigh), width_(width), rh_(rh), rv_(rv),
+        : base_(state->outputBase),
+          stride_(state->outputStride),
+          samplesWide_(samplesWide),
+          samplesHigh_(samplesHigh),
+          width_(width),
+          rh_(rh),
+          rv_(rv),
           fast_(state->fastUpsampling != 0) {}
 
     void Run() {

@@ -67,7 +67,8 @@ bool jdPipe(JpegState* state) {
             const ptrdiff_t columnStep = (state->hMax / component->h) * components;
             for (int by = 0; by < component->v; ++by) {
                 for (int bx = 0; bx < component->h; ++bx, ++b) {
-                    placement[b].offset = c + by * blockSize * rowStep + bx * blockSize * columnStep;
+                    placement[b].offset =
+                        c + by * blockSize * rowStep + bx * blockSize * columnStep;
                     placement[b].rowStep = rowStep;
                     placement[b].columnStep = columnStep;
                     placement[b].table = state->dcOnly ? &component->dcQuant : component->dequant;

@@ -18,8 +18,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -77,7 +77,8 @@ Difference Compare(const Image& ours, const test::RgbPicture& theirs, int channe
                 for (int c = 0; c < 3; ++c) mine[c] = ours.palette ? ours.palette[3 * v + c] : v;
             }
             for (int c = 0; c < 3; ++c) {
-                const int diff = std::abs(mine[c] - theirs.rgb[(static_cast<size_t>(y) * theirs.width + x) * 3 + c]);
+                const int diff = std::abs(
+                    mine[c] - theirs.rgb[(static_cast<size_t>(y) * theirs.width + x) * 3 + c]);
                 d.max = std::max(d.max, diff);
                 sum += diff;
                 squares += diff * diff;
@@ -86,7 +87,8 @@ Difference Compare(const Image& ours, const test::RgbPicture& theirs, int channe
         }
     }
     d.mean = sum / static_cast<double>(count);
-    d.psnr = squares == 0 ? 1e9 : 10 * std::log10(255.0 * 255.0 / (squares / static_cast<double>(count)));
+    d.psnr = squares == 0 ? 1e9
+                          : 10 * std::log10(255.0 * 255.0 / (squares / static_cast<double>(count)));
     return d;
 }
 
@@ -125,8 +127,8 @@ protected:
     }
 
     // Every check that applies to a baseline file this decoder accepts.
-    void CheckAgainstLibjpeg(const std::string& path, bool grey, bool checkSmooth,
-                             bool exactChroma, bool compareFastDct = true) {
+    void CheckAgainstLibjpeg(const std::string& path, bool grey, bool checkSmooth, bool exactChroma,
+                             bool compareFastDct = true) {
         SCOPED_TRACE(path);
         // Greyscale, or the luma of colour files: identical.
         const Decoded raw = DecodeFile(path, false, true, true);
@@ -151,17 +153,23 @@ protected:
             // Cb and Cr before conversion, from PIL's raw YCbCr output.
             test::RgbPicture ycc;
             const std::string out = test::RunCommand(
-                "/usr/bin/python3 -c \"import sys; from PIL import Image; im = Image.open(sys.argv[1]); "
-                "im.draft('YCbCr', im.size); sys.stdout.buffer.write(b'P6 %d %d 255\\n' % im.size + "
-                "im.tobytes())\" '" + path + "' 2>/dev/null");
+                "/usr/bin/python3 -c \"import sys; from PIL import Image; im = "
+                "Image.open(sys.argv[1]); "
+                "im.draft('YCbCr', im.size); sys.stdout.buffer.write(b'P6 %d %d 255\\n' % im.size "
+                "+ "
+                "im.tobytes())\" '" +
+                path + "' 2>/dev/null");
             if (test::ParsePnm(out, &ycc)) {
                 // Compare channel by channel: byte c of ours with PIL's channel c.
                 int worst = 0;
                 for (int y = 0; y < ycc.height; ++y)
                     for (int x = 0; x < ycc.width; ++x)
                         for (int c = 0; c < 3; ++c)
-                            worst = std::max(worst, std::abs(raw.image->Row(y)[3 * x + c] -
-                                                             ycc.rgb[(static_cast<size_t>(y) * ycc.width + x) * 3 + c]));
+                            worst = std::max(
+                                worst,
+                                std::abs(
+                                    raw.image->Row(y)[3 * x + c] -
+                                    ycc.rgb[(static_cast<size_t>(y) * ycc.width + x) * 3 + c]));
                 EXPECT_EQ(worst, 0);
                 // After conversion: exactly our tables applied to those values.
                 std::vector<uint8_t> converted(ycc.rgb);
@@ -170,8 +178,10 @@ protected:
                 int worstRgb = 0;
                 for (int y = 0; y < ycc.height; ++y)
                     for (int x = 0; x < 3 * ycc.width; ++x)
-                        worstRgb = std::max(worstRgb, std::abs(rgb.image->Row(y)[x] -
-                                                               converted[static_cast<size_t>(y) * 3 * ycc.width + x]));
+                        worstRgb = std::max(
+                            worstRgb,
+                            std::abs(rgb.image->Row(y)[x] -
+                                     converted[static_cast<size_t>(y) * 3 * ycc.width + x]));
                 EXPECT_EQ(worstRgb, 0);
             }
         }
@@ -262,7 +272,8 @@ TEST_F(JpegCorpus, EveryFileDecodesOrIsRefusedWithItsMessage) {
         for (int option = 0; option < 4; ++option) {
             g_settings->jpeg.bFastDCT = option & 1;
             g_settings->jpeg.bFastUnsubsample = option >> 1;
-            const Decoded d = DecodeBytes(test::ReadFile(test::CorpusPath(file.path)), "corpus.jpg");
+            const Decoded d =
+                DecodeBytes(test::ReadFile(test::CorpusPath(file.path)), "corpus.jpg");
             if (file.place) {
                 EXPECT_FALSE(d.identified && d.loaded);
                 EXPECT_EQ(d.place, file.place);
@@ -294,7 +305,8 @@ TEST_F(JpegCorpus, AFileWhoseRestartIntervalsOverrunTheirMarkersEndsTheProgram) 
     // Its segments hold more MCUs' worth of bits than the restart interval
     // says, so the decoder reads through an RSTn as data and then meets the
     // one after it.
-    const std::vector<uint8_t> bytes = test::ReadFile(test::CorpusPath("jpeg/pillow-hopper_bad_exif.jpg"));
+    const std::vector<uint8_t> bytes =
+        test::ReadFile(test::CorpusPath("jpeg/pillow-hopper_bad_exif.jpg"));
     EXPECT_EXIT(DecodeBytes(bytes, "bad-exif.jpg"), ::testing::ExitedWithCode(1),
                 "QUIT!: EXIT: Incorrect RST marker");
 }
@@ -362,12 +374,13 @@ TEST_F(JpegConformance, FilesMadeByCjpegMatchLibjpeg) {
     for (const std::string& source : sources) {
         const std::string ppm = test::TempPath("source-" + std::to_string(index) + ".ppm");
         int status = 0;
-        test::RunCommand("djpeg -dct int '" + test::CorpusPath("jpeg/" + source) + "' > '" + ppm + "'",
-                         &status);
+        test::RunCommand(
+            "djpeg -dct int '" + test::CorpusPath("jpeg/" + source) + "' > '" + ppm + "'", &status);
         ASSERT_EQ(status, 0);
         for (const auto& e : encodings) {
             const std::string jpg = test::TempPath("made-" + std::to_string(index++) + ".jpg");
-            test::RunCommand(std::string("cjpeg ") + e.options + " '" + ppm + "' > '" + jpg + "'", &status);
+            test::RunCommand(std::string("cjpeg ") + e.options + " '" + ppm + "' > '" + jpg + "'",
+                             &status);
             ASSERT_EQ(status, 0) << e.options;
             SCOPED_TRACE(std::string(e.options) + " from " + source);
             CheckAgainstLibjpeg(jpg, e.grey, e.smooth, e.exactChroma);
@@ -402,7 +415,8 @@ TEST_F(JpegConformance, ProgressiveArithmeticCmykAndSeparateScansAreRefused) {
         int status = 0;
         const std::string bytes = test::RunCommand(c.command + " 2>/dev/null", &status);
         ASSERT_EQ(status, 0);
-        const Decoded d = DecodeBytes(std::vector<uint8_t>(bytes.begin(), bytes.end()), "refused.jpg");
+        const Decoded d =
+            DecodeBytes(std::vector<uint8_t>(bytes.begin(), bytes.end()), "refused.jpg");
         EXPECT_FALSE(d.identified && d.loaded);
         EXPECT_EQ(d.place, c.place);
         EXPECT_EQ(d.text, c.text);

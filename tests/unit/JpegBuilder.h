@@ -101,8 +101,8 @@ inline int Category(int value) {
 
 inline void PutValue(BitWriter* w, int value, int s) {
     if (s == 0) return;
-    const uint32_t bits = value >= 0 ? static_cast<uint32_t>(value)
-                                     : static_cast<uint32_t>(value + (1 << s) - 1);
+    const uint32_t bits =
+        value >= 0 ? static_cast<uint32_t>(value) : static_cast<uint32_t>(value + (1 << s) - 1);
     w->Put(bits, s);
 }
 
@@ -130,7 +130,9 @@ inline void EncodeBlock(BitWriter* w, const Codes& dc, const Codes& ac, int dcDi
     if (k <= 63 && endOfBlock) w->Put(ac.code[0x00], ac.length[0x00]);
 }
 
-inline void Append(Bytes* out, const Bytes& more) { out->insert(out->end(), more.begin(), more.end()); }
+inline void Append(Bytes* out, const Bytes& more) {
+    out->insert(out->end(), more.begin(), more.end());
+}
 
 inline Bytes Segment(uint8_t marker, const Bytes& body) {
     Bytes out = {0xFF, marker, static_cast<uint8_t>((body.size() + 2) >> 8),
@@ -160,11 +162,11 @@ struct FrameComponent {
     int h, v, quantTable;
 };
 
-inline Bytes Sof(uint8_t marker, int width, int height, const std::vector<FrameComponent>& components,
-                 int precision = 8) {
+inline Bytes Sof(uint8_t marker, int width, int height,
+                 const std::vector<FrameComponent>& components, int precision = 8) {
     Bytes body = {static_cast<uint8_t>(precision), static_cast<uint8_t>(height >> 8),
-                  static_cast<uint8_t>(height), static_cast<uint8_t>(width >> 8),
-                  static_cast<uint8_t>(width), static_cast<uint8_t>(components.size())};
+                  static_cast<uint8_t>(height),    static_cast<uint8_t>(width >> 8),
+                  static_cast<uint8_t>(width),     static_cast<uint8_t>(components.size())};
     for (const FrameComponent& c : components) {
         body.push_back(c.id);
         body.push_back(static_cast<uint8_t>((c.h << 4) | c.v));
@@ -191,7 +193,8 @@ inline Bytes Dri(int interval) {
 }
 
 inline Bytes Jfif(int major) {
-    return Segment(0xE0, {'J', 'F', 'I', 'F', 0, static_cast<uint8_t>(major), 1, 0, 0, 1, 0, 1, 0, 0});
+    return Segment(0xE0,
+                   {'J', 'F', 'I', 'F', 0, static_cast<uint8_t>(major), 1, 0, 0, 1, 0, 1, 0, 0});
 }
 
 // Everything up to and including SOS for a picture whose components all use

@@ -22,7 +22,8 @@ class JpegFuzzRegressions : public JpegSettings {};
 TEST_F(JpegFuzzRegressions, AScanThatNamesAComponentTwiceDecodesWithDerivedTables) {
     // SOS lists Cr, Cb, Cr: the luma component is in no scan entry, yet its
     // blocks are decoded with its (default) tables, which must be derived.
-    const std::vector<uint8_t> bytes = test::ReadFile(FuzzFile("jpeg-scan-names-a-component-twice.jpg"));
+    const std::vector<uint8_t> bytes =
+        test::ReadFile(FuzzFile("jpeg-scan-names-a-component-twice.jpg"));
     ASSERT_EQ(bytes.size(), 570u);
     g_settings->idx.iIconX = 4;
     g_settings->idx.iIconY = 4;

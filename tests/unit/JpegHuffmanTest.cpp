@@ -2,13 +2,12 @@
 // canonical-code procedure literally (one bit, compare with the largest code
 // of that length, repeat), on real and on random, corrupt tables and data;
 // and restart handling on whole pictures.
-#include "jpeg/Huffman.h"
-
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <random>
 
+#include "jpeg/Huffman.h"
 #include "jpeg/ZigZag.h"
 #include "tests/unit/JpegBuilder.h"
 #include "tests/unit/JpegTestSupport.h"
@@ -148,8 +147,8 @@ HuffTable TableFrom(const HuffSpec& spec) {
 
 // Decodes `blocks` blocks with both decoders and compares coefficients,
 // predictors and where each stopped in the bytes.
-void CompareWithReference(const std::vector<uint8_t>& data, const HuffTable& dc, const HuffTable& ac,
-                          int blocks) {
+void CompareWithReference(const std::vector<uint8_t>& data, const HuffTable& dc,
+                          const HuffTable& ac, int blocks) {
     BitReader fast;
     jpeg::StartBits(&fast, data.data(), data.size(), 0);
     SerialReader serial{data.data(), data.size(), 0};
@@ -188,7 +187,8 @@ TEST(JpegHuffman, CorruptTablesMatchTheBitSerialDecoder) {
             int total = 0;
             for (int l = 1; l <= 16; ++l) {
                 // Over-full, sparse and empty lengths alike.
-                const int count = random() % 4 == 0 ? static_cast<int>(random() % 40) : static_cast<int>(random() % 3);
+                const int count = random() % 4 == 0 ? static_cast<int>(random() % 40)
+                                                    : static_cast<int>(random() % 3);
                 if (total + count > 256) break;
                 spec->counts[l] = static_cast<uint8_t>(count);
                 total += count;
@@ -336,7 +336,8 @@ TEST_F(JpegRestarts, AMissingRestartMarkerEndsTheProgram) {
     Bytes bytes = GreyRow({10, 20, 30}, 1);
     for (size_t i = 0; i + 1 < bytes.size(); ++i) {
         if (bytes[i] == 0xFF && bytes[i + 1] == 0xD0) {
-            bytes.erase(bytes.begin() + static_cast<ptrdiff_t>(i), bytes.begin() + static_cast<ptrdiff_t>(i) + 2);
+            bytes.erase(bytes.begin() + static_cast<ptrdiff_t>(i),
+                        bytes.begin() + static_cast<ptrdiff_t>(i) + 2);
             break;
         }
     }

@@ -1,14 +1,13 @@
 // Dequantisation and the three block transforms: flat blocks, rounding of
 // the accurate and the fast path, the masked range limiting, and agreement
 // of the accurate transform with a floating-point inverse DCT.
-#include "jpeg/Idct.h"
-
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstring>
 #include <random>
 
+#include "jpeg/Idct.h"
 #include "jpeg/Markers.h"
 #include "jpeg/ZigZag.h"
 #include "tests/unit/JpegBuilder.h"
@@ -57,13 +56,13 @@ TEST(JpegIdct, TheFastTransformTruncatesTowardMinusInfinity) {
 }
 
 TEST(JpegIdct, ResultsOutOfRangeClampAndWrapThroughTheMaskedTable) {
-    EXPECT_EQ(FlatValue(jpeg::IdctAccurate, 2000, 1), 255);  // 250 + 128
-    EXPECT_EQ(FlatValue(jpeg::IdctAccurate, 4000, 1), 255);  // 500: still the 255 run
-    EXPECT_EQ(FlatValue(jpeg::IdctAccurate, 4100, 1), 0);    // 513 wraps into the zeros
-    EXPECT_EQ(FlatValue(jpeg::IdctAccurate, 4800, 1), 0);    // 600
-    EXPECT_EQ(FlatValue(jpeg::IdctAccurate, -1024, 1), 0);   // -128
-    EXPECT_EQ(FlatValue(jpeg::IdctAccurate, -1016, 1), 1);   // -127
-    EXPECT_EQ(FlatValue(jpeg::IdctAccurate, -2048, 1), 0);   // -256
+    EXPECT_EQ(FlatValue(jpeg::IdctAccurate, 2000, 1), 255);       // 250 + 128
+    EXPECT_EQ(FlatValue(jpeg::IdctAccurate, 4000, 1), 255);       // 500: still the 255 run
+    EXPECT_EQ(FlatValue(jpeg::IdctAccurate, 4100, 1), 0);         // 513 wraps into the zeros
+    EXPECT_EQ(FlatValue(jpeg::IdctAccurate, 4800, 1), 0);         // 600
+    EXPECT_EQ(FlatValue(jpeg::IdctAccurate, -1024, 1), 0);        // -128
+    EXPECT_EQ(FlatValue(jpeg::IdctAccurate, -1016, 1), 1);        // -127
+    EXPECT_EQ(FlatValue(jpeg::IdctAccurate, -2048, 1), 0);        // -256
     EXPECT_EQ(FlatValue(jpeg::IdctAccurate, 8192 + 40, 1), 133);  // 1029 & 1023 = 5
 }
 
@@ -179,9 +178,9 @@ TEST_F(JpegDequantisation, TheFastTransformsMultipliersCarryTheAanScale) {
     ASSERT_TRUE(DCTOpen(&state));
     const int32_t* table = state.components[0]->dequant;
     ASSERT_NE(table, nullptr);
-    EXPECT_EQ(table[0], 16);       // 4 * 16384 >> 12
-    EXPECT_EQ(table[1], 22);       // 4 * 22725 >> 12 = 22.19
-    EXPECT_EQ(table[63], 1);       // 4 * 1247 >> 12 = 1.22
+    EXPECT_EQ(table[0], 16);  // 4 * 16384 >> 12
+    EXPECT_EQ(table[1], 22);  // 4 * 22725 >> 12 = 22.19
+    EXPECT_EQ(table[63], 1);  // 4 * 1247 >> 12 = 1.22
     EXPECT_EQ(state.idctBlock, jpeg::IdctFast);
     jpegFreeComponents(&state);
 }

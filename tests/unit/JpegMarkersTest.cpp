@@ -1,11 +1,10 @@
 // The header probe, the marker scanner and every marker-segment parser:
 // what each accepts, and the exact place and message of each refusal.
-#include "jpeg/Markers.h"
-
 #include <gtest/gtest.h>
 
 #include <memory>
 
+#include "jpeg/Markers.h"
 #include "jpeg/vti_JPEG.h"
 #include "tests/unit/JpegBuilder.h"
 #include "tests/unit/JpegTestSupport.h"
@@ -138,7 +137,8 @@ TEST_F(JpegHeaders, ArithmeticLosslessAndTwelveBitFramesAreRefusedByTheProbe) {
 TEST_F(JpegHeaders, FourComponentsAreRefusedByTheProbe) {
     Bytes bytes = Soi();
     Append(&bytes, Sof(0xC0, 8, 8, {{1, 1, 1, 0}, {2, 1, 1, 0}, {3, 1, 1, 0}, {4, 1, 1, 0}}));
-    ExpectRefused(DecodeBytes(bytes, "cmyk.jpg"), "vti_JPEG", "Unsupported non-baseline JPEG format");
+    ExpectRefused(DecodeBytes(bytes, "cmyk.jpg"), "vti_JPEG",
+                  "Unsupported non-baseline JPEG format");
 }
 
 TEST_F(JpegHeaders, NoReducedDecodeIsOfferedWhenBothFifthsAreBelowTheThumbnailSize) {

@@ -2,8 +2,6 @@
 // upsamplers (exact rounding of the smooth filters, the drifting generic
 // replication and its guarded writes), the one-eighth decode, progress, and
 // a checksum per option set on real files.
-#include "jpeg/jdPipe.h"
-
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -11,6 +9,7 @@
 
 #include "jpeg/Huffman.h"
 #include "jpeg/Markers.h"
+#include "jpeg/jdPipe.h"
 #include "jpeg/vti_JPEG.h"
 #include "tests/unit/JpegBuilder.h"
 #include "tests/unit/JpegTestSupport.h"
@@ -184,7 +183,8 @@ struct Pipeline {
     std::unique_ptr<Image> image;
     bool ok;
     Pipeline(const Bytes& file, int width, int height, int depth) : bytes(file) {
-        image.reset(new Image(width, height, width * (depth == 24 ? 3 : 1), height, nullptr, depth));
+        image.reset(
+            new Image(width, height, width * (depth == 24 ? 3 : 1), height, nullptr, depth));
         state->data = bytes.data();
         state->size = bytes.size();
         state->outputBase = image->pixels;
@@ -210,7 +210,7 @@ TEST_F(JpegPipeline, A420PictureHasSixBlocksPerMcuInFrameOrder) {
     EXPECT_EQ(p.state->mcusPerRow, 1);
     EXPECT_EQ(p.state->mcuRows, 1);
     // Luma blocks in raster order within the MCU.
-    EXPECT_EQ(p.image->Row(0)[0], 133);   // 40/8 = 5
+    EXPECT_EQ(p.image->Row(0)[0], 133);  // 40/8 = 5
     EXPECT_EQ(p.image->Row(0)[3 * 8], 123);
     EXPECT_EQ(p.image->Row(8)[0], 138);
     EXPECT_EQ(p.image->Row(15)[3 * 15], 128);
@@ -271,7 +271,8 @@ TEST_F(JpegPipeline, AGreyPictureDecodesWithoutAssemblyOrConversion) {
     EncodeBlock(&scan, DcCodes(), AcCodes(), 80);
     scan.Flush();
     test::RecordingProgress progress;
-    const Decoded d = DecodeBytes(Picture(Header(8, 8, {{1, 1, 1, 0}}), scan), "grey.jpg", &progress);
+    const Decoded d =
+        DecodeBytes(Picture(Header(8, 8, {{1, 1, 1, 0}}), scan), "grey.jpg", &progress);
     ASSERT_TRUE(d.loaded) << d.text;
     EXPECT_EQ(d.depth, 8);
     EXPECT_EQ(d.image->depth, 8);
@@ -289,8 +290,8 @@ TEST_F(JpegPipeline, AColourPictureReportsAssemblyPerComponent) {
     test::RecordingProgress progress;
     const Decoded d = DecodeBytes(Picture420(), "progress.jpg", &progress, false, false);
     ASSERT_TRUE(d.loaded);
-    const std::vector<std::string> expected = {"Decompressing@0", "@100", "Assembling components@0",
-                                               "@33", "@66", "@100"};
+    const std::vector<std::string> expected = {
+        "Decompressing@0", "@100", "Assembling components@0", "@33", "@66", "@100"};
     EXPECT_EQ(progress.events, expected);
 }
 
@@ -326,14 +327,15 @@ TEST_F(JpegPipeline, TheOneEighthDecodeUpsamplesOnItsOwnGrid) {
     BitWriter scan;
     // Two MCUs of 4:2:0: chroma DC 16 then 48 (Cb), Cr 0.
     for (int m = 0; m < 2; ++m) {
-        for (int b = 0; b < 4; ++b) EncodeBlock(&scan, DcCodes(), AcCodes(), m == 0 && b == 0 ? 8 : 0);
+        for (int b = 0; b < 4; ++b)
+            EncodeBlock(&scan, DcCodes(), AcCodes(), m == 0 && b == 0 ? 8 : 0);
         EncodeBlock(&scan, DcCodes(), AcCodes(), m == 0 ? 16 : 32);
         EncodeBlock(&scan, DcCodes(), AcCodes(), 0);
     }
     scan.Flush();
-    const Decoded d = DecodeBytes(
-        Picture(Header(32, 16, {{1, 2, 2, 0}, {2, 1, 1, 0}, {3, 1, 1, 0}}), scan), "eighth420.jpg",
-        nullptr, true);
+    const Decoded d =
+        DecodeBytes(Picture(Header(32, 16, {{1, 2, 2, 0}, {2, 1, 1, 0}, {3, 1, 1, 0}}), scan),
+                    "eighth420.jpg", nullptr, true);
     ASSERT_TRUE(d.loaded) << d.text;
     ASSERT_EQ(d.width, 4);
     ASSERT_EQ(d.height, 2);
@@ -364,7 +366,8 @@ TEST_F(JpegPipeline, RealFilesKeepTheirChecksumPerOptionSet) {
     g_settings->idx.iIconX = 1;
     g_settings->idx.iIconY = 1;
     for (const ChecksumCase& c : kChecksums) {
-        const std::vector<uint8_t> bytes = test::ReadFile(test::CorpusPath(std::string("jpeg/") + c.file));
+        const std::vector<uint8_t> bytes =
+            test::ReadFile(test::CorpusPath(std::string("jpeg/") + c.file));
         for (int option = 0; option < 8; ++option) {
             g_settings->jpeg.bFastDCT = (option >> 1) & 1;
             g_settings->jpeg.bFastUnsubsample = option & 1;

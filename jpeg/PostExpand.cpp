@@ -50,6 +50,37 @@ void SmoothHorizontal(uint8_t* row, int samples) {
     px(2 * samples - 1) = static_cast<uint8_t>(current);
 }
 
+// SmoothHorizontal for Cb and Cr at once (bytes 1 and 2 of each pixel).
+void SmoothHorizontalPair(uint8_t* row, int samples) {
+    if (samples == 1) {
+        row[4] = row[1];
+        row[5] = row[2];
+        return;
+    }
+    int previousB, currentB = row[1], nextB = row[7];
+    int previousR, currentR = row[2], nextR = row[8];
+    row[4] = static_cast<uint8_t>((3 * currentB + nextB + 1) >> 2);
+    row[5] = static_cast<uint8_t>((3 * currentR + nextR + 1) >> 2);
+    for (int i = 1; i < samples - 1; ++i) {
+        uint8_t* p = row + 6 * i;
+        previousB = currentB;
+        currentB = nextB;
+        nextB = p[7];
+        previousR = currentR;
+        currentR = nextR;
+        nextR = p[8];
+        p[1] = static_cast<uint8_t>((3 * currentB + previousB + 2) >> 2);
+        p[4] = static_cast<uint8_t>((3 * currentB + nextB + 1) >> 2);
+        p[2] = static_cast<uint8_t>((3 * currentR + previousR + 2) >> 2);
+        p[5] = static_cast<uint8_t>((3 * currentR + nextR + 1) >> 2);
+    }
+    uint8_t* p = row + 6 * (samples - 1);
+    p[1] = static_cast<uint8_t>((3 * nextB + currentB + 2) >> 2);
+    p[4] = static_cast<uint8_t>(nextB);
+    p[2] = static_cast<uint8_t>((3 * nextR + currentR + 2) >> 2);
+    p[5] = static_cast<uint8_t>(nextR);
+}
+
 // Smooth vertical x2 over every column, sample row i at row 2i. The rounding
 // terms are the other way round from the horizontal filter (+1 above, +2
 // below); that asymmetry is kept. Columns go in strips so that the saved
@@ -238,8 +269,7 @@ private:
             }
             return;
         }
-        SmoothHorizontal(row + 1, samplesWide_);
-        SmoothHorizontal(row + 2, samplesWide_);
+        SmoothHorizontalPair(row, samplesWide_);
     }
 
     uint8_t* base_;

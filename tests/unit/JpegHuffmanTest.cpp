@@ -323,6 +323,21 @@ TEST_F(JpegRestarts, TruncatedEntropyDataDecodesFromZeroBits) {
     EXPECT_EQ(cut.image->Row(7)[15], Flat(-80));
 }
 
+TEST_F(JpegRestarts, ATruncatedFileWithRestartsDecodesWhatItHas) {
+    // The bytes end before the second restart marker: running out of data
+    // is not a wrong marker, the remaining MCUs decode from zero bits.
+    Bytes bytes = GreyRow({40, 80, 120, 160}, 1);
+    size_t second = 0;
+    for (size_t i = 0; i + 1 < bytes.size(); ++i)
+        if (bytes[i] == 0xFF && bytes[i + 1] == 0xD1) second = i;
+    ASSERT_NE(second, 0u);
+    bytes.resize(second);
+    const Decoded d = DecodeBytes(bytes, "rst-cut.jpg");
+    ASSERT_TRUE(d.loaded) << d.text;
+    EXPECT_EQ(d.image->Row(4)[4], Flat(40));
+    EXPECT_EQ(d.image->Row(4)[12], Flat(80));
+}
+
 #if GTEST_HAS_DEATH_TEST && !defined(_WIN32)
 TEST_F(JpegRestarts, AnOutOfOrderRestartMarkerEndsTheProgram) {
     Bytes bytes = GreyRow({10, 20, 30}, 1);

@@ -26,6 +26,32 @@ namespace {
 // where it can and to plain code elsewhere, with the same integer results.
 typedef int32_t Lanes __attribute__((vector_size(16)));
 
+// Transposes four rows of four lanes into four columns.
+inline void Transpose4(Lanes& a, Lanes& b, Lanes& c, Lanes& d) {
+    const Lanes ab01 = __builtin_shufflevector(a, b, 0, 4, 1, 5);
+    const Lanes ab23 = __builtin_shufflevector(a, b, 2, 6, 3, 7);
+    const Lanes cd01 = __builtin_shufflevector(c, d, 0, 4, 1, 5);
+    const Lanes cd23 = __builtin_shufflevector(c, d, 2, 6, 3, 7);
+    a = __builtin_shufflevector(ab01, cd01, 0, 1, 4, 5);
+    b = __builtin_shufflevector(ab01, cd01, 2, 3, 6, 7);
+    c = __builtin_shufflevector(ab23, cd23, 0, 1, 4, 5);
+    d = __builtin_shufflevector(ab23, cd23, 2, 3, 6, 7);
+}
+
+// Pass 1 leaves rows 0..7 of four columns (half .. half + 3); the workspace
+// holds them column by column, so that pass 2 takes four rows at a time
+// the same way.
+inline void StoreTransposed(int32_t* workspace, int half, Lanes r0, Lanes r1, Lanes r2, Lanes r3,
+                            Lanes r4, Lanes r5, Lanes r6, Lanes r7) {
+    Transpose4(r0, r1, r2, r3);
+    Transpose4(r4, r5, r6, r7);
+    const Lanes top[4] = {r0, r1, r2, r3}, bottom[4] = {r4, r5, r6, r7};
+    for (int j = 0; j < 4; ++j) {
+        std::memcpy(workspace + 8 * (half + j), &top[j], sizeof(Lanes));
+        std::memcpy(workspace + 8 * (half + j) + 4, &bottom[j], sizeof(Lanes));
+    }
+}
+
 // The sample range limiter indexed from its centre: adds the level shift of
 // 128 and clamps, with (value & 1023) as index.
 inline const uint8_t* Limit() { return kRangeLimit + 128; }
@@ -113,20 +139,10 @@ void IdctAccurateT(uint8_t* dest, int32_t* in, const int32_t* q, ptrdiff_t rowSt
         tmp2 += z2 + z3;
         tmp3 += z1 + z4;
 
-        // Stored transposed (column-major) so that pass 2 can take four
-        // rows at a time the same way.
-        auto store = [&](int row, Lanes full) {
-            const Lanes value = (flat & dc4) | (~flat & ((full + 1024) >> 11));
-            for (int j = 0; j < 4; ++j) workspace[8 * (half + j) + row] = value[j];
-        };
-        store(0, tmp10 + tmp3);
-        store(7, tmp10 - tmp3);
-        store(1, tmp11 + tmp2);
-        store(6, tmp11 - tmp2);
-        store(2, tmp12 + tmp1);
-        store(5, tmp12 - tmp1);
-        store(3, tmp13 + tmp0);
-        store(4, tmp13 - tmp0);
+        auto value = [&](Lanes full) { return (flat & dc4) | (~flat & ((full + 1024) >> 11)); };
+        StoreTransposed(workspace, half, value(tmp10 + tmp3), value(tmp11 + tmp2),
+                        value(tmp12 + tmp1), value(tmp13 + tmp0), value(tmp13 - tmp0),
+                        value(tmp12 - tmp1), value(tmp11 - tmp2), value(tmp10 - tmp3));
     }
     // Pass 2: rows, four at a time, descaling by the constants' 13 bits, the
     // 2 pass bits and the 3 bits of the transform's scale. A row whose AC
@@ -245,18 +261,10 @@ void IdctFastT(uint8_t* dest, int32_t* in, const int32_t* q, ptrdiff_t rowStep, 
         tmp5 = tmp11 - tmp6;
         tmp4 = tmp10 + tmp5;
 
-        auto store = [&](int row, Lanes full) {
-            const Lanes value = (flat & dc) | (~flat & full);
-            for (int j = 0; j < 4; ++j) workspace[8 * (half + j) + row] = value[j];
-        };
-        store(0, tmp0 + tmp7);
-        store(7, tmp0 - tmp7);
-        store(1, tmp1 + tmp6);
-        store(6, tmp1 - tmp6);
-        store(2, tmp2 + tmp5);
-        store(5, tmp2 - tmp5);
-        store(4, tmp3 + tmp4);
-        store(3, tmp3 - tmp4);
+        auto value = [&](Lanes full) { return (flat & dc) | (~flat & full); };
+        StoreTransposed(workspace, half, value(tmp0 + tmp7), value(tmp1 + tmp6), value(tmp2 + tmp5),
+                        value(tmp3 - tmp4), value(tmp3 + tmp4), value(tmp2 - tmp5),
+                        value(tmp1 - tmp6), value(tmp0 - tmp7));
     }
     // Pass 2: rows, four at a time; outputs descaled by 5 bits without a
     // rounding term, DC-only rows likewise.

@@ -18,7 +18,9 @@ inline void Refill(BitReader* r) {
     if (r->position + 8 <= r->size) {
         uint64_t word;
         std::memcpy(&word, r->data + r->position, 8);
-        // No 0xFF among the next eight bytes: take them in one go.
+        // No 0xFF among the next eight bytes: take them in one go (the
+        // word is read in memory order on a little-endian machine and
+        // turned most significant byte first).
         const uint64_t inverted = ~word;
         if (((inverted - 0x0101010101010101ull) & ~inverted & 0x8080808080808080ull) == 0) {
             word = __builtin_bswap64(word);

@@ -114,7 +114,6 @@ struct JpegState {
     int32_t yDensity;
     JpegComponent* components[jpeg::kMaxComponents];
     uint32_t quantTables[4][64];  // zig-zag order, as read
-    bool quantDefined[4];
     HuffTable dcTables[4];
     HuffTable acTables[4];
     uint8_t arithDcLower[16];

@@ -227,7 +227,6 @@ bool jpegGetDQT(JpegState* state) {
         for (int k = 0; k < 64; ++k) values[k] = wide ? in.BE16() : in.U8();
         if (in.Overrun()) return SetError("jpegGetDQT", kPremature);
         std::memcpy(state->quantTables[table], values, sizeof values);
-        state->quantDefined[table] = true;
         remaining -= wide ? 129 : 65;
     }
     state->cursor = in.Position();

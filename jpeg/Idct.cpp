@@ -25,9 +25,13 @@ namespace {
 // Four 32-bit lanes; the compiler maps the arithmetic to vector instructions
 // where it can and to plain code elsewhere, with the same integer results.
 typedef int32_t Lanes __attribute__((vector_size(16)));
+// Helpers that take or give lanes are always inlined: the 64-bit Windows
+// compiler mishandles such vectors passed to an out-of-line function (the
+// decode crashed there), and inlined they cost nothing anyway.
+#define VANTIREL_LANES_INLINE __attribute__((always_inline)) inline
 
 // Transposes four rows of four lanes into four columns.
-inline void Transpose4(Lanes& a, Lanes& b, Lanes& c, Lanes& d) {
+VANTIREL_LANES_INLINE void Transpose4(Lanes& a, Lanes& b, Lanes& c, Lanes& d) {
     const Lanes ab01 = __builtin_shufflevector(a, b, 0, 4, 1, 5);
     const Lanes ab23 = __builtin_shufflevector(a, b, 2, 6, 3, 7);
     const Lanes cd01 = __builtin_shufflevector(c, d, 0, 4, 1, 5);
@@ -41,14 +45,12 @@ inline void Transpose4(Lanes& a, Lanes& b, Lanes& c, Lanes& d) {
 // Pass 1 leaves rows 0..7 of four columns (half .. half + 3); the workspace
 // holds them column by column, so that pass 2 takes four rows at a time
 // the same way.
-inline void StoreTransposed(int32_t* workspace, int half, Lanes r0, Lanes r1, Lanes r2, Lanes r3,
-                            Lanes r4, Lanes r5, Lanes r6, Lanes r7) {
-    Transpose4(r0, r1, r2, r3);
-    Transpose4(r4, r5, r6, r7);
-    const Lanes top[4] = {r0, r1, r2, r3}, bottom[4] = {r4, r5, r6, r7};
+VANTIREL_LANES_INLINE void StoreTransposed(int32_t* workspace, int half, Lanes (&rows)[8]) {
+    Transpose4(rows[0], rows[1], rows[2], rows[3]);
+    Transpose4(rows[4], rows[5], rows[6], rows[7]);
     for (int j = 0; j < 4; ++j) {
-        std::memcpy(workspace + 8 * (half + j), &top[j], sizeof(Lanes));
-        std::memcpy(workspace + 8 * (half + j) + 4, &bottom[j], sizeof(Lanes));
+        std::memcpy(workspace + 8 * (half + j), &rows[j], sizeof(Lanes));
+        std::memcpy(workspace + 8 * (half + j) + 4, &rows[4 + j], sizeof(Lanes));
     }
 }
 
@@ -140,9 +142,10 @@ void IdctAccurateT(uint8_t* dest, int32_t* in, const int32_t* q, ptrdiff_t rowSt
         tmp3 += z1 + z4;
 
         auto value = [&](Lanes full) { return (flat & dc4) | (~flat & ((full + 1024) >> 11)); };
-        StoreTransposed(workspace, half, value(tmp10 + tmp3), value(tmp11 + tmp2),
-                        value(tmp12 + tmp1), value(tmp13 + tmp0), value(tmp13 - tmp0),
-                        value(tmp12 - tmp1), value(tmp11 - tmp2), value(tmp10 - tmp3));
+        Lanes rows[8] = {value(tmp10 + tmp3), value(tmp11 + tmp2), value(tmp12 + tmp1),
+                         value(tmp13 + tmp0), value(tmp13 - tmp0), value(tmp12 - tmp1),
+                         value(tmp11 - tmp2), value(tmp10 - tmp3)};
+        StoreTransposed(workspace, half, rows);
     }
     // Pass 2: rows, four at a time, descaling by the constants' 13 bits, the
     // 2 pass bits and the 3 bits of the transform's scale. A row whose AC
@@ -213,7 +216,7 @@ namespace {
 constexpr int32_t kF1_082392200 = 277, kF1_414213562 = 362, kF1_847759065 = 473,
                   kF2_613125930 = 669;
 inline int32_t Mul8(int32_t value, int32_t constant) { return (value * constant) >> 8; }
-inline Lanes Mul8(Lanes value, int32_t constant) { return (value * constant) >> 8; }
+VANTIREL_LANES_INLINE Lanes Mul8(Lanes value, int32_t constant) { return (value * constant) >> 8; }
 }  // namespace
 
 template <int kStep>
@@ -262,9 +265,10 @@ void IdctFastT(uint8_t* dest, int32_t* in, const int32_t* q, ptrdiff_t rowStep, 
         tmp4 = tmp10 + tmp5;
 
         auto value = [&](Lanes full) { return (flat & dc) | (~flat & full); };
-        StoreTransposed(workspace, half, value(tmp0 + tmp7), value(tmp1 + tmp6), value(tmp2 + tmp5),
-                        value(tmp3 - tmp4), value(tmp3 + tmp4), value(tmp2 - tmp5),
-                        value(tmp1 - tmp6), value(tmp0 - tmp7));
+        Lanes rows[8] = {value(tmp0 + tmp7), value(tmp1 + tmp6), value(tmp2 + tmp5),
+                         value(tmp3 - tmp4), value(tmp3 + tmp4), value(tmp2 - tmp5),
+                         value(tmp1 - tmp6), value(tmp0 - tmp7)};
+        StoreTransposed(workspace, half, rows);
     }
     // Pass 2: rows, four at a time; outputs descaled by 5 bits without a
     // rounding term, DC-only rows likewise.

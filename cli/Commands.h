@@ -12,6 +12,15 @@ constexpr int kExitUsage = 2;
 
 int CommandInfo(const Arguments& args);
 int CommandConvert(const Arguments& args);
+int CommandThumbnail(const Arguments& args);
+int CommandQuantize(const Arguments& args);
+int CommandDither15(const Arguments& args);
+int CommandResample(const Arguments& args);
+
+// The thumbnail size of a width x height picture fitted into a box as the
+// index window fits it (aspect kept, integer division).
+void FitThumbnail(int width, int height, int boxWidth, int boxHeight, int* outWidth,
+                  int* outHeight);
 
 // Names the file being worked on in warnings ("FILE: Attention!: TEXT").
 void SetCurrentFile(const char* path);

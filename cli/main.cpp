@@ -17,6 +17,18 @@ const char kUsage[] =
     "      One line per file: FILE: WIDTHxHEIGHTxDEPTH, FORMAT, COMPRESSION\n"
     "  convert [--no-probe] [--fast-dct] [--fast-upsampling] IN OUT.bmp\n"
     "      Read any supported picture and write it as a Windows bitmap.\n"
+    "  thumbnail [--size WxH] IN OUT.bmp\n"
+    "      A thumbnail as the index window makes it: the picture fitted into\n"
+    "      the box (default 88x66) keeping its aspect, bicubic resampled.\n"
+    "  quantize --colors N [--dither] [--fixed] IN OUT.bmp\n"
+    "      An 8-bit bitmap with at most N (2..256) colours, optimised or from\n"
+    "      the fixed palette of 2, 16 or 256 colours, optionally dithered.\n"
+    "  dither15 IN OUT.bmp\n"
+    "      Floyd-Steinberg dithering to 5 bits per channel (a 24-bit bitmap\n"
+    "      whose channel values are multiples of 8).\n"
+    "  resample --size WxH [--nearest] IN OUT.bmp\n"
+    "      Bicubic resampling to a 24-bit bitmap, or nearest neighbour\n"
+    "      keeping the picture's depth.\n"
     "\n"
     "Files are recognised by their extension first; unless --no-probe is\n"
     "given every other reader is then tried as well.\n"
@@ -29,6 +41,10 @@ struct Command {
 const Command kCommands[] = {
     {"info", CommandInfo},
     {"convert", CommandConvert},
+    {"thumbnail", CommandThumbnail},
+    {"quantize", CommandQuantize},
+    {"dither15", CommandDither15},
+    {"resample", CommandResample},
 };
 }  // namespace
 

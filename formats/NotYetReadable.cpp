@@ -6,12 +6,3 @@
 bool vti_GIF(ImageImpFile*) { return false; }
 bool vti_PNG(ImageImpFile*) { return false; }
 bool vti_TIF(ImageImpFile*) { return false; }
-bool vti_TGA(ImageImpFile*) { return false; }
-bool vti_PCX(ImageImpFile*) { return false; }
-bool vti_IFF(ImageImpFile*) { return false; }
-bool vti_PxM(ImageImpFile*) { return false; }
-bool vti_RAS(ImageImpFile*) { return false; }
-bool vti_MAC(ImageImpFile*) { return false; }
-bool vti_NEO(ImageImpFile*) { return false; }
-bool vti_PIC(ImageImpFile*) { return false; }
-bool vti_VTS(ImageImpFile*) { return false; }

@@ -1,0 +1,3 @@
+#include "core/DisplayCapabilities.h"
+
+DisplayCapabilities g_display;

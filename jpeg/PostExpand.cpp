@@ -3,6 +3,7 @@
 // on every rh-th pixel of every rv-th row, with its byte of the other
 // pixels still empty.
 #include <algorithm>
+#include <cstring>
 #include <vector>
 
 #include "core/Error.h"
@@ -79,6 +80,20 @@ void SmoothHorizontalPair(uint8_t* row, int samples) {
     p[4] = static_cast<uint8_t>(nextB);
     p[2] = static_cast<uint8_t>((3 * nextR + currentR + 2) >> 2);
     p[5] = static_cast<uint8_t>(nextR);
+}
+
+// The inner pixels (2 .. 2n - 3) of SmoothHorizontalPair over bytes: an
+// even pixel's chroma byte mixes its sample with the one two pixels left, an
+// odd pixel's takes its left neighbour's sample with the right one's.
+void SmoothHorizontalBytes(uint8_t* __restrict row, const uint8_t* __restrict src,
+                           const uint8_t* __restrict evenMask, const uint8_t* __restrict oddMask,
+                           size_t bytes) {
+    for (size_t j = 6; j + 6 < bytes; ++j) {
+        const unsigned even = (3u * src[j] + src[j - 6] + 2) >> 2;
+        const unsigned odd = (3u * src[j - 3] + src[j + 3] + 1) >> 2;
+        row[j] = static_cast<uint8_t>((evenMask[j] & even) | (oddMask[j] & odd) |
+                                      (~(evenMask[j] | oddMask[j]) & src[j]));
+    }
 }
 
 // Smooth vertical x2 over every column, sample row i at row 2i. The rounding
@@ -260,7 +275,7 @@ public:
 private:
     uint8_t* Row(int y) const { return base_ + static_cast<ptrdiff_t>(y) * stride_; }
 
-    void Horizontal(uint8_t* row) const {
+    void Horizontal(uint8_t* row) {
         if (rh_ == 1) return;
         if (fast_) {
             for (int i = 0; i < samplesWide_; ++i) {
@@ -269,13 +284,41 @@ private:
             }
             return;
         }
-        SmoothHorizontalPair(row, samplesWide_);
+        if (samplesWide_ < 3) {
+            SmoothHorizontalPair(row, samplesWide_);
+            return;
+        }
+        // Over whole rows of bytes, from a copy of the samples, with masks
+        // marking the chroma bytes of even and of odd pixels: the same sums
+        // as SmoothHorizontalPair, in a form the compiler can vectorise.
+        const size_t bytes = 6 * static_cast<size_t>(samplesWide_);
+        if (source_.empty()) {
+            source_.resize(bytes);
+            evenMask_.assign(bytes, 0);
+            oddMask_.assign(bytes, 0);
+            for (size_t j = 0; j < bytes; ++j) {
+                if (j % 3 == 0) continue;
+                ((j / 3) % 2 ? oddMask_ : evenMask_)[j] = 0xFF;
+            }
+        }
+        std::memcpy(source_.data(), row, bytes);
+        SmoothHorizontalBytes(row, source_.data(), evenMask_.data(), oddMask_.data(), bytes);
+        // The two pixels at each end: pixel 0 keeps its sample, pixel 1 and
+        // the one before last follow the general sums, the last repeats.
+        const uint8_t* src = source_.data();
+        for (int c = 1; c <= 2; ++c) {
+            row[3 + c] = static_cast<uint8_t>((3 * src[c] + src[6 + c] + 1) >> 2);
+            const size_t last = bytes - 6;  // pixel 2n - 2, the last sample
+            row[last + c] = static_cast<uint8_t>((3 * src[last + c] + src[last - 6 + c] + 2) >> 2);
+            row[last + 3 + c] = src[last + c];
+        }
     }
 
     uint8_t* base_;
     ptrdiff_t stride_;
     int samplesWide_, samplesHigh_, width_, rh_, rv_;
     bool fast_;
+    std::vector<uint8_t> source_, evenMask_, oddMask_;
 };
 }  // namespace
 

@@ -3,5 +3,4 @@
 // removes its line here.
 #include "formats/Readers.h"
 
-bool vti_JPEG(ImageImpFile*) { return false; }
 bool vti_TIF(ImageImpFile*) { return false; }

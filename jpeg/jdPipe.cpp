@@ -1,0 +1,107 @@
+#include "jpeg/jdPipe.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "core/Error.h"
+#include "core/Progress.h"
+#include "jpeg/Idct.h"
+#include "jpeg/ZigZag.h"
+
+namespace {
+// Clears what the entropy decoder wrote into a block, so the MCU buffer is
+// all zeros again for the next MCU.
+inline void ClearBlock(int32_t* block, int lastIndex) {
+    if (lastIndex >= 32) {
+        for (int k = 0; k < 64; ++k) block[k] = 0;
+        return;
+    }
+    for (int k = 0; k <= lastIndex; ++k) block[jpeg::kZigZagToNatural[k]] = 0;
+}
+}  // namespace
+
+bool jdPipe(JpegState* state) {
+    const int32_t mcuWidth = 8 * state->hMax, mcuHeight = 8 * state->vMax;
+    state->mcusPerRow = (state->imageWidth + mcuWidth - 1) / mcuWidth;
+    state->mcuRows = (state->imageHeight + mcuHeight - 1) / mcuHeight;
+    const int components = state->componentCount;
+    int blocks = 0;
+    for (int c = 0; c < components; ++c) {
+        JpegComponent* component = state->components[c];
+        component->mcuWidth = component->h;
+        component->mcuHeight = component->v;
+        component->mcuBlocks = component->h * component->v;
+        if (blocks + component->mcuBlocks > jpeg::kMaxBlocksPerMcu)
+            return SetError("jdPipe", "Sampling factors too large!");
+        for (int i = 0; i < component->mcuBlocks; ++i) state->mcuMembership[blocks++] = c;
+    }
+    state->blocksPerMcu = blocks;
+
+    const int blockSize = state->dcOnly ? 1 : 8;
+    const ptrdiff_t stride = state->outputStride;
+    // The destination must hold the whole MCU grid. The dispatcher creates it
+    // from the header probe; a file whose frame header differs from what the
+    // probe saw must not write past it.
+    const int64_t rowBytes =
+        static_cast<int64_t>(state->mcusPerRow) * state->hMax * blockSize * components;
+    const int64_t rows = static_cast<int64_t>(state->mcuRows) * state->vMax * blockSize;
+    if (stride < rowBytes || static_cast<int64_t>(state->outputBytes) < rows * stride)
+        return SetError("jdPipe", "Destination bitmap of wrong size");
+
+    if (!DCTOpen(state)) return false;
+    if (!state->startOfScan(state)) return false;
+    ReportStatus(state->progress, "Decompressing", 0, 100);
+
+    alignas(64) int32_t coefficients[jpeg::kMaxBlocksPerMcu * 64];
+    std::memset(coefficients, 0, sizeof coefficients);
+    struct Placement {
+        ptrdiff_t offset;  // from the MCU origin
+        ptrdiff_t rowStep, columnStep;
+        const int32_t* table;
+    } placement[jpeg::kMaxBlocksPerMcu];
+    {
+        int b = 0;
+        for (int c = 0; c < components; ++c) {
+            const JpegComponent* component = state->components[c];
+            const ptrdiff_t rowStep = (state->vMax / component->v) * stride;
+            const ptrdiff_t columnStep = (state->hMax / component->h) * components;
+            for (int by = 0; by < component->v; ++by) {
+                for (int bx = 0; bx < component->h; ++bx, ++b) {
+                    placement[b].offset =
+                        c + by * blockSize * rowStep + bx * blockSize * columnStep;
+                    placement[b].rowStep = rowStep;
+                    placement[b].columnStep = columnStep;
+                    placement[b].table = state->dcOnly ? &component->dcQuant : component->dequant;
+                }
+            }
+        }
+    }
+
+    uint8_t* const base = state->outputBase;
+    const ptrdiff_t mcuAdvance = static_cast<ptrdiff_t>(components) * blockSize * state->hMax;
+    const BlockRoutine transform = state->idctBlock;
+    for (int32_t r = 0; r < state->mcuRows; ++r) {
+        if (state->progress && (r & 3) == 3) ReportProgress(state->progress, r, state->mcuRows - 1);
+        uint8_t* origin = state->outputBase;
+        for (int32_t m = 0; m < state->mcusPerRow; ++m, origin += mcuAdvance) {
+            state->decodeMcu(state, coefficients);
+            for (int b = 0; b < blocks; ++b) {
+                int32_t* block = coefficients + 64 * b;
+                const int last = state->dcOnly ? 0 : state->lastIndex[b];
+                transform(origin + placement[b].offset, block, placement[b].table,
+                          placement[b].rowStep, placement[b].columnStep, last);
+                ClearBlock(block, last);
+            }
+        }
+        state->outputBase += blockSize * state->vMax * stride;
+    }
+    ReportProgress(state->progress, 100, 100);
+    state->outputBase = base;
+    if (!PostExpand(state)) return false;
+    state->endOfScan(state);
+    for (int c = 0; c < components; ++c) {
+        std::free(state->components[c]->dequant);
+        state->components[c]->dequant = nullptr;
+    }
+    return true;
+}

@@ -12,7 +12,7 @@ test_packages=(googletest libgtest-dev
   imagemagick netpbm libjpeg-turbo-progs libtiff-tools giflib-tools python3-pil python3-numpy
   libturbojpeg0-dev libpng-dev libspng-dev libgif-dev libtiff-dev)
 run_packages=(wine wine64 xvfb mingw-w64 g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix
-  libz-mingw-w64-dev)
+  libz-mingw-w64-dev xdotool imagemagick)
 
 case "$what" in
   build) wanted=("${build_packages[@]}") ;;

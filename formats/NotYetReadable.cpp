@@ -6,7 +6,6 @@
 bool vti_GIF(ImageImpFile*) { return false; }
 bool vti_PNG(ImageImpFile*) { return false; }
 bool vti_JPEG(ImageImpFile*) { return false; }
-bool vti_TIF(ImageImpFile*) { return false; }
 bool vti_TGA(ImageImpFile*) { return false; }
 bool vti_PCX(ImageImpFile*) { return false; }
 bool vti_IFF(ImageImpFile*) { return false; }

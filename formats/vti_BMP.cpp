@@ -186,17 +186,20 @@ void LoadUncompressed(ImageImpFile* imp, Image* image, uint32_t pixelOffset) {
 }
 
 // Run-length decoding, 8-bit and 4-bit. The output starts at the beginning
-// of the bottom row and moves upwards. Writes outside the pixel block are
-// dropped and the end of the file ends decoding like an end-of-bitmap code.
+// of the bottom row and moves upwards. Pixels beyond the right edge of the
+// picture or outside it are dropped (some writers pad every row's runs to a
+// multiple of four pixels; those pixels must not land in the next row), and
+// the end of the file ends decoding like an end-of-bitmap code.
 void LoadRunLength(ImageImpFile* imp, Image* image, uint32_t pixelOffset, bool fourBit) {
     ByteCursor source(imp->data, imp->size, pixelOffset);
     const int64_t stride = image->stride;
     const int64_t blockBytes = static_cast<int64_t>(image->PixelBytes());
     int64_t y = image->height - 1;
     int64_t x = 0;
+    const int64_t width = image->width;
     auto put = [&](uint8_t value) {
         const int64_t at = y * stride + x;
-        if (at >= 0 && at < blockBytes) image->pixels[at] = value;
+        if (x < width && at >= 0 && at < blockBytes) image->pixels[at] = value;
         ++x;
     };
 

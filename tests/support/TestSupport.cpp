@@ -8,6 +8,9 @@
 #include <iterator>
 #include <sstream>
 
+#include "core/Error.h"
+#include "core/Image.h"
+#include "core/ImageImpFile.h"
 #include "core/Platform.h"
 
 #ifdef _WIN32
@@ -170,12 +173,81 @@ bool ParsePnm(const std::string& bytes, RgbPicture* picture) {
     return true;
 }
 
+Decoded DecodeFile(const std::string& path, bool probeAll) {
+    Decoded d;
+    ClearError();
+    ImageImpFile imp(path.c_str(), nullptr, probeAll);
+    d.opened = imp.ready;
+    d.width = imp.width;
+    d.height = imp.height;
+    d.depth = imp.depth;
+    if (!imp.ready) {
+        d.place = g_errorPlace;
+        d.text = g_errorText;
+        return d;
+    }
+    d.description = imp.description;
+    d.compression = imp.compression;
+    if (imp.width <= 0 || imp.height <= 0 || imp.stride <= 0) return d;
+    Image image(imp.width, imp.height, imp.stride, imp.rows, imp.palette, imp.depth);
+    d.loaded = Load(&imp, &image, nullptr, false);
+    if (!d.loaded) {
+        d.place = g_errorPlace;
+        d.text = g_errorText;
+        return d;
+    }
+    d.picture.width = image.width;
+    d.picture.height = image.height;
+    d.picture.rgb.resize(static_cast<size_t>(image.width) * image.height * 3);
+    uint8_t* out = d.picture.rgb.data();
+    for (int y = 0; y < image.height; ++y) {
+        const uint8_t* row = image.Row(y);
+        for (int x = 0; x < image.width; ++x, out += 3) {
+            if (image.palette) {
+                const uint8_t index = row[x];
+                d.indices.push_back(index);
+                std::memcpy(out, image.palette + 3 * index, 3);
+            } else {
+                out[0] = row[3 * x + 2];
+                out[1] = row[3 * x + 1];
+                out[2] = row[3 * x];
+            }
+        }
+    }
+    return d;
+}
+
+bool ReferenceDecode(const std::string& path, RgbPicture* picture, int iconEntry) {
+    std::string command = "/usr/bin/python3 '" + std::string(VANTIREL_SOURCE_DIR) +
+                          "/tests/conformance/reference_decode.py' '" + path + "'";
+    if (iconEntry >= 0) command += " --icon-entry " + std::to_string(iconEntry);
+    int status = 0;
+    const std::string output = RunCommand(command + " 2>/dev/null", &status);
+    return status == 0 && ParsePnm(output, picture);
+}
+
+long DifferentPixels(const RgbPicture& a, const RgbPicture& b) {
+    if (a.width != b.width || a.height != b.height) return -1;
+    long count = 0;
+    for (size_t i = 0; i + 2 < a.rgb.size(); i += 3)
+        if (a.rgb[i] != b.rgb[i] || a.rgb[i + 1] != b.rgb[i + 1] || a.rgb[i + 2] != b.rgb[i + 2])
+            ++count;
+    return count;
+}
+
 void RecordingProgress::SetStatus(const char* text, int done, int total) {
     events.push_back(std::string(text) + "@" + std::to_string(done * 100 / total));
 }
 
 void RecordingProgress::SetProgress(int done, int total) {
     events.push_back("@" + std::to_string(done * 100 / total));
+}
+
+void PrintMessagesToStderr() {
+    platform::SetMessageBoxHook([](const char* caption, const char* text) {
+        std::fprintf(stderr, "%s: %s\n", caption, text);
+        std::fflush(stderr);
+    });
 }
 
 MessageRecorder::MessageRecorder() {

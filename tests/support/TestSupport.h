@@ -36,6 +36,28 @@ struct RgbPicture {
 // Parses binary PNM (P4, P5, P6; maxval 255) into RGB.
 bool ParsePnm(const std::string& bytes, RgbPicture* picture);
 
+// A picture decoded by this program through the import dispatcher and Load,
+// as RGB (palette pictures looked up in their palette), plus what was
+// announced. Pictures announcing a non-positive size are not loaded.
+struct Decoded {
+    bool opened = false;
+    bool loaded = false;
+    std::string place;  // the error report after a failure
+    std::string text;
+    int width = 0, height = 0, depth = 0;
+    std::string description, compression;
+    std::vector<uint8_t> indices;  // palette pictures: one index per pixel
+    RgbPicture picture;
+};
+Decoded DecodeFile(const std::string& path, bool probeAll = true);
+
+// An independent decoder's result for a file, through PIL
+// (tests/conformance/reference_decode.py); icon files take an entry number.
+bool ReferenceDecode(const std::string& path, RgbPicture* picture, int iconEntry = -1);
+
+// Number of pixels whose RGB differ.
+long DifferentPixels(const RgbPicture& a, const RgbPicture& b);
+
 class RecordingProgress : public Progress {
 public:
     void SetStatus(const char* text, int done, int total) override;
@@ -43,6 +65,10 @@ public:
     // "status text@percent" for SetStatus, "@percent" for SetProgress.
     std::vector<std::string> events;
 };
+
+// Message boxes become "CAPTION: TEXT" lines on stderr (for death tests: a
+// real box would wait for a click).
+void PrintMessagesToStderr();
 
 // Records every message box while alive: pairs of (caption, text).
 class MessageRecorder {

@@ -5,6 +5,8 @@
 #include <cstring>
 #include <vector>
 
+#include "tests/support/TestSupport.h"
+
 namespace {
 std::vector<uint8_t> Ramp768() {
     std::vector<uint8_t> palette(768);
@@ -92,12 +94,13 @@ using ImageDeathTest = ::testing::Test;
 
 TEST(ImageDeathTest, PixelMemoryThatCannotBeHadEndsTheProgram) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(Image(1 << 30, 1 << 30, 1 << 30, (1 << 30) - 1, nullptr, 24),
+    EXPECT_EXIT((test::PrintMessagesToStderr(), Image(1 << 30, 1 << 30, 1 << 30, (1 << 30) - 1, nullptr, 24)),
                 ::testing::ExitedWithCode(1), "QUIT!: EXIT: Out of memory");
 }
 
 TEST(ImageDeathTest, ANegativeRowCountEndsTheProgramLikeAnAllocationFailure) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(Image(127, -64, 127, -64, nullptr, 8), ::testing::ExitedWithCode(1),
+    EXPECT_EXIT((test::PrintMessagesToStderr(), Image(127, -64, 127, -64, nullptr, 8)),
+                ::testing::ExitedWithCode(1),
                 "QUIT!: EXIT: Out of memory");
 }

@@ -1,0 +1,96 @@
+// vantirel-cli run as users run it (native builds).
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/support/TestSupport.h"
+
+#ifndef _WIN32
+namespace {
+std::string Cli() { return std::string(VANTIREL_BINARY_DIR) + "/cli/vantirel-cli"; }
+
+struct Result {
+    int status;
+    std::string out;
+    std::string err;
+};
+
+Result RunCli(const std::string& arguments) {
+    const std::string errFile = test::TempPath("cli-stderr.txt");
+    Result r;
+    r.out = test::RunCommand(Cli() + " " + arguments + " 2>" + errFile, &r.status);
+    const std::vector<uint8_t> err = test::ReadFile(errFile);
+    r.err.assign(err.begin(), err.end());
+    return r;
+}
+}  // namespace
+
+TEST(Cli, InfoPrintsTheInformationLine) {
+    const std::string file = test::CorpusPath("bmp/bmpsuite-g-pal4rle.bmp");
+    if (!test::CorpusAvailable()) GTEST_SKIP() << "no corpus";
+    const Result r = RunCli(file);
+    EXPECT_EQ(r.status, 2);  // no command
+    const Result info = RunCli("info " + file);
+    EXPECT_EQ(info.status, 0);
+    EXPECT_EQ(info.out, file + ": 127x64x4, Microsoft Windows Bitmap, RLE\n");
+    EXPECT_EQ(info.err, "");
+}
+
+TEST(Cli, InfoReportsFailuresWithPlaceAndMessageAndExitsOne) {
+    const std::string good = test::WriteTempFile("ok.bmp", {'B', 'M', 0, 0, 0, 0, 0, 0, 0, 0, 54, 0, 0,
+                                                            0, 40, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0,
+                                                            1, 0, 16, 0});
+    const std::string bad = test::WriteTempFile("nothing.bmp", {'x', 'y'});
+    const Result r = RunCli("info " + bad + " " + good);
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.out, "");
+    EXPECT_EQ(r.err, bad + ": ImageImpFile(): Not a supported image format\n" + good +
+                         ": vti_BMP/DIB: 16bit .bmp-bitmaps not supported\n");
+}
+
+TEST(Cli, ConvertWritesABitmapThatReadsBackTheSame) {
+    if (!test::CorpusAvailable()) GTEST_SKIP() << "no corpus";
+    const std::string in = test::CorpusPath("bmp/bmpsuite-g-pal8.bmp");
+    const std::string out = test::TempPath("converted.bmp");
+    const Result r = RunCli("convert " + in + " " + out);
+    ASSERT_EQ(r.status, 0) << r.err;
+    const Result info = RunCli("info " + out);
+    EXPECT_EQ(info.out, out + ": 127x64x8, Microsoft Windows Bitmap, Raw\n");
+    // The 8-bit rows padded to 128 bytes with a full table: 1078 + 64 * 128.
+    EXPECT_EQ(test::ReadFile(out).size(), 1078u + 64 * 128);
+}
+
+TEST(Cli, ConvertWithoutProbingRefusesAMisnamedFile) {
+    if (!test::CorpusAvailable()) GTEST_SKIP() << "no corpus";
+    const std::vector<uint8_t> bytes = test::ReadFile(test::CorpusPath("bmp/bmpsuite-g-rgb24.bmp"));
+    const std::string in = test::WriteTempFile("misnamed.pcx", bytes);
+    const std::string out = test::TempPath("misnamed-out.bmp");
+    const Result refused = RunCli("convert --no-probe " + in + " " + out);
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_EQ(refused.err, in + ": ImageImpFile(): Not a supported image format\n");
+    const Result probed = RunCli("convert " + in + " " + out);
+    EXPECT_EQ(probed.status, 0) << probed.err;
+}
+
+TEST(Cli, AFatalConditionPrintsQuitAndExitsOne) {
+    // A top-down bitmap announces a negative height; its pixel block cannot
+    // be had, which ends the program.
+    if (!test::CorpusAvailable()) GTEST_SKIP() << "no corpus";
+    const Result r = RunCli("convert " + test::CorpusPath("bmp/bmpsuite-g-pal8topdown.bmp") + " " +
+                         test::TempPath("never.bmp"));
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.err, "QUIT!: EXIT: Out of memory\n");
+}
+
+TEST(Cli, UsageErrorsExitTwo) {
+    EXPECT_EQ(RunCli("frobnicate x").status, 2);
+    EXPECT_EQ(RunCli("convert onlyone.bmp").status, 2);
+    EXPECT_EQ(RunCli("convert --bogus a.bmp b.bmp").status, 2);
+    EXPECT_EQ(RunCli("info").status, 2);
+    const Result help = RunCli("--help");
+    EXPECT_EQ(help.status, 0);
+    EXPECT_NE(help.out.find("convert [--no-probe] [--fast-dct] [--fast-upsampling] IN OUT.bmp"),
+              std::string::npos);
+}
+#endif

@@ -395,6 +395,14 @@ void PutRow(Image* image, int row, const uint8_t* bytes, size_t count) {
     if (room > 0) std::memcpy(image->Row(row), bytes, std::min(count, room));
 }
 
+// Moves rows laid out `rowBytes` apart in `rows` to the image at its
+// stride. When `rows` is the pixel block itself the rows move from the last
+// up; when they are already where they belong nothing is done.
+void PlaceRows(Image* image, const uint8_t* rows, size_t rowBytes) {
+    if (rows == image->pixels && rowBytes == static_cast<size_t>(image->stride)) return;
+    CopyRows(image->pixels, image->stride, rows, static_cast<int>(rowBytes), RowsThatFit(image, rowBytes));
+}
+
 bool LoadTiff(ImageImpFile* imp, Image* image, Progress* progress) {
     const TiffState tiff = RestoreState(imp);
     const int64_t width = image->width;
@@ -419,11 +427,15 @@ bool LoadTiff(ImageImpFile* imp, Image* image, Progress* progress) {
     bool repair;
     std::vector<uint64_t> offsets = ReadStripOffsets(imp, tiff, strips, &repair);
 
-    // Uncompressed 8-bit chunky data goes straight into the pixel block and
-    // is re-spaced there afterwards (when the block can take the strips at
-    // the announced stride; otherwise through a buffer, to the same result).
-    const bool direct = tiff.compression == kNone && tiff.bitsPerSample == 8 &&
-                        tiff.planarConfiguration == 1 &&
+    // 8-bit chunky strips are laid straight into the pixel block at the
+    // announced stride and re-spaced there afterwards. For uncompressed data
+    // that is the reader's own way; compressed strips go the same way for
+    // speed, which shows the same picture: the strips land where they would
+    // in a separate buffer, and what a strip writes beyond the picture's
+    // last row is never shown. Other layouts (and blocks too small to take
+    // the strips at the announced stride) go through a buffer of whole
+    // strips.
+    const bool direct = tiff.bitsPerSample == 8 && tiff.planarConfiguration == 1 &&
                         static_cast<size_t>(image->stride) >= announcedStride &&
                         image->PixelBytes() >= announcedStride * static_cast<size_t>(height);
     uint8_t* work;
@@ -435,8 +447,8 @@ bool LoadTiff(ImageImpFile* imp, Image* image, Progress* progress) {
         workBytes = strips * stripBytes;
         work = static_cast<uint8_t*>(std::calloc(workBytes ? workBytes : 1, 1));
         if (!work) platform::FatalExit("EXIT: Out of memory");
-        if (tiff.compression != kNone) ReportStatus(progress, "Decompressing", 0, 100);
     }
+    if (tiff.compression != kNone) ReportStatus(progress, "Decompressing", 0, 100);
     uint8_t* const workEnd = work + workBytes;
 
     const uint8_t* const fileEnd = imp->data + imp->size;
@@ -469,8 +481,7 @@ bool LoadTiff(ImageImpFile* imp, Image* image, Progress* progress) {
         ReportStatus(progress, "Converting", 0, 100);
         if (tiff.planarConfiguration == 1) {
             SwapRedBlue(work, static_cast<int>(width), static_cast<int>(announcedStride), rows);
-            CopyRows(image->pixels, image->stride, work, static_cast<int>(announcedStride),
-                     RowsThatFit(image, announcedStride));
+            PlaceRows(image, work, announcedStride);
         } else {
             // Each buffer row is taken as a run of red, then green, then
             // blue: planes interleaved row by row inside the strip.
@@ -482,8 +493,7 @@ bool LoadTiff(ImageImpFile* imp, Image* image, Progress* progress) {
             }
         }
     } else if (tiff.bitsPerSample == 8) {
-        CopyRows(image->pixels, image->stride, work, static_cast<int>(announcedStride),
-                 RowsThatFit(image, announcedStride));
+        PlaceRows(image, work, announcedStride);
     } else {
         // Whole source bytes are expanded: the announced stride is the width
         // rounded up to whole bytes' worth of pixels.

@@ -1,0 +1,224 @@
+// The TIFF LZW decoder: hand-made code streams for the edge cases, and
+// round trips through a small encoder written here for long streams.
+#include "formats/TiffLzw.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+constexpr unsigned kClear = 256;
+constexpr unsigned kEnd = 257;
+
+// Packs codes most significant bit first, at the width the decoder will be
+// reading at: 9 bits after a clear, one more as soon as its next free code
+// reaches 511, 1023 and 2047 (the decoder adds no entry for the first code
+// after a clear, and grows the width one code early).
+std::vector<uint8_t> PackCodes(const std::vector<unsigned>& codes) {
+    std::vector<uint8_t> bytes;
+    uint32_t buffer = 0;
+    int count = 0;
+    unsigned width = 9, next = 258;
+    bool firstAfterClear = false;
+    for (unsigned code : codes) {
+        buffer = (buffer << width) | code;
+        count += static_cast<int>(width);
+        while (count >= 8) {
+            bytes.push_back(static_cast<uint8_t>(buffer >> (count - 8)));
+            count -= 8;
+        }
+        if (code == kClear) {
+            width = 9;
+            next = 258;
+            firstAfterClear = true;
+            continue;
+        }
+        if (code == kEnd) break;
+        if (firstAfterClear) {
+            firstAfterClear = false;
+            continue;
+        }
+        if (next < 4096) ++next;
+        if (next >= (1u << width) - 1 && width < 12) ++width;
+    }
+    if (count > 0) bytes.push_back(static_cast<uint8_t>(buffer << (8 - count)));
+    return bytes;
+}
+
+// A plain LZW encoder of the TIFF kind: a clear code first, a new clear
+// before the table would pass 4093 entries, the end code last.
+std::vector<unsigned> Encode(const std::vector<uint8_t>& data) {
+    std::vector<unsigned> codes{kClear};
+    std::map<std::string, unsigned> table;
+    auto reset = [&] {
+        table.clear();
+        for (unsigned i = 0; i < 256; ++i) table[std::string(1, static_cast<char>(i))] = i;
+    };
+    reset();
+    unsigned next = 258;
+    std::string current;
+    for (uint8_t byte : data) {
+        const std::string longer = current + static_cast<char>(byte);
+        if (table.count(longer)) {
+            current = longer;
+            continue;
+        }
+        codes.push_back(table[current]);
+        table[longer] = next++;
+        current = std::string(1, static_cast<char>(byte));
+        if (next == 4093) {
+            codes.push_back(table[current]);
+            codes.push_back(kClear);
+            reset();
+            next = 258;
+            current.clear();
+        }
+    }
+    if (!current.empty()) codes.push_back(table[current]);
+    codes.push_back(kEnd);
+    return codes;
+}
+
+struct Result {
+    std::vector<uint8_t> output;
+    size_t consumed;  // source bytes up to the returned position
+};
+
+Result Decode(const std::vector<uint8_t>& stream, size_t room = 4096) {
+    std::vector<uint8_t> destination(room, 0xEE);
+    const uint8_t* end =
+        TiffLzwDecode(destination.data(), destination.data() + room, stream.data(), stream.data() + stream.size());
+    size_t written = room;
+    while (written > 0 && destination[written - 1] == 0xEE) --written;
+    destination.resize(written);
+    return {destination, static_cast<size_t>(end - stream.data())};
+}
+
+TEST(TiffLzw, DecodesLiteralsAndTableEntries) {
+    // A B then 258 = "AB", 259 = "BA".
+    const Result r = Decode(PackCodes({kClear, 'A', 'B', 258, 259, kEnd}));
+    EXPECT_EQ(std::string(r.output.begin(), r.output.end()), "ABABBA");
+}
+
+TEST(TiffLzw, SeveralClearCodesInARowDecodeLikeOne) {
+    const std::vector<uint8_t> one = Decode(PackCodes({kClear, 'x', 'y', 258, kEnd})).output;
+    const std::vector<uint8_t> three = Decode(PackCodes({kClear, kClear, kClear, 'x', 'y', 258, kEnd})).output;
+    EXPECT_EQ(std::string(one.begin(), one.end()), "xyxy");
+    EXPECT_EQ(three, one);
+}
+
+TEST(TiffLzw, StreamStartingWithClearDecodesLikeOneWithAClearInTheMiddle) {
+    // After a clear in the middle the table starts again from 258.
+    const Result r = Decode(PackCodes({kClear, 'a', 'b', 258, kClear, 'c', 'd', 258, kEnd}));
+    EXPECT_EQ(std::string(r.output.begin(), r.output.end()), "ababcdcd");
+}
+
+TEST(TiffLzw, CodeEqualToTheNextFreeCodeIsThePreviousStringAndItsFirstByte) {
+    // 258 is not in the table when it arrives: "ab" + "a".
+    const Result r = Decode(PackCodes({kClear, 'a', 'b', 259, kEnd}));
+    // 258 = "ab" is added when 'b' arrives; 259 = "b" + "b".
+    EXPECT_EQ(std::string(r.output.begin(), r.output.end()), "abbb");
+    const Result s = Decode(PackCodes({kClear, 'a', 258, 258, kEnd}));
+    // 258 arrives before it exists: "a" + "a"; then 259 = "aa"+"a"... 258 again is "aa".
+    EXPECT_EQ(std::string(s.output.begin(), s.output.end()), "aaaaa");
+}
+
+TEST(TiffLzw, SwitchesToTenBitCodesOnceTheTableReaches511Entries) {
+    // 253 literals after the first add entries 258..510; the next free code
+    // is then 511 and the very next code is read with 10 bits.
+    std::vector<unsigned> codes{kClear};
+    for (unsigned i = 0; i < 254; ++i) codes.push_back(i);
+    codes.push_back(300);  // 10 bits: entry 300 = bytes 42, 43
+    codes.push_back(kEnd);  // 10 bits as well
+    const std::vector<uint8_t> stream = PackCodes(codes);
+    // 9 * 255 + 10 * 2 bits.
+    EXPECT_EQ(stream.size(), (9u * 255 + 20 + 7) / 8);
+    const Result r = Decode(stream);
+    ASSERT_EQ(r.output.size(), 256u);
+    for (unsigned i = 0; i < 254; ++i) EXPECT_EQ(r.output[i], i);
+    EXPECT_EQ(r.output[254], 42);
+    EXPECT_EQ(r.output[255], 43);
+
+    // Read at 9 bits instead, the same codes would not decode like this.
+    std::vector<uint8_t> nineBit;
+    uint32_t buffer = 0;
+    int count = 0;
+    for (unsigned code : codes) {
+        buffer = (buffer << 9) | code;
+        count += 9;
+        while (count >= 8) nineBit.push_back(static_cast<uint8_t>(buffer >> ((count -= 8)))), (void)0;
+    }
+    if (count) nineBit.push_back(static_cast<uint8_t>(buffer << (8 - count)));
+    EXPECT_NE(Decode(nineBit).output, r.output);
+}
+
+TEST(TiffLzw, ReturnsThePositionBehindTheEndCodeRoundedUpToAByte) {
+    // clear, 'A', end: 27 bits, so 4 bytes; a fifth byte follows.
+    std::vector<uint8_t> stream = PackCodes({kClear, 'A', kEnd});
+    ASSERT_EQ(stream.size(), 4u);
+    stream.push_back(0x55);
+    EXPECT_EQ(Decode(stream).consumed, 4u);
+}
+
+TEST(TiffLzw, StreamWithoutAClearStartsFromPreviousCodeZero) {
+    // Without a clear the first new entry is a zero byte followed by the
+    // first byte of the first string: 258 = "\0A".
+    const Result r = Decode(PackCodes({'A', 'B', 258, kEnd}));
+    EXPECT_EQ(r.output, (std::vector<uint8_t>{'A', 'B', 0, 'A'}));
+}
+
+TEST(TiffLzw, FirstCodeAfterAClearIsWrittenAsOneByte) {
+    const Result r = Decode(PackCodes({kClear, 'Q', kEnd}));
+    EXPECT_EQ(r.output, (std::vector<uint8_t>{'Q'}));
+}
+
+TEST(TiffLzw, NeverWritesPastTheDestination) {
+    const std::vector<uint8_t> data(1000, 7);
+    const std::vector<uint8_t> stream = PackCodes(Encode(data));
+    std::vector<uint8_t> destination(300, 0xEE);
+    TiffLzwDecode(destination.data(), destination.data() + 200, stream.data(), stream.data() + stream.size());
+    for (size_t i = 0; i < 200; ++i) ASSERT_EQ(destination[i], 7) << i;
+    for (size_t i = 200; i < 300; ++i) ASSERT_EQ(destination[i], 0xEE) << i;
+}
+
+TEST(TiffLzw, StopsWhereTheInputEndsWithoutAnEndCode) {
+    std::vector<uint8_t> stream = PackCodes({kClear, 'a', 'b', 'c', kEnd});
+    stream.resize(4);  // clear, 'a', 'b' and 5 bits of 'c'
+    const Result r = Decode(stream);
+    EXPECT_EQ(std::string(r.output.begin(), r.output.end()), "ab");
+    EXPECT_EQ(r.consumed, 4u);
+}
+
+TEST(TiffLzw, TableStopsGrowingAt4096EntriesWithoutAClear) {
+    // 4000 literal codes and no clear: the table fills; decoding goes on.
+    std::vector<unsigned> codes{kClear};
+    for (unsigned i = 0; i < 4000; ++i) codes.push_back(i % 256);
+    codes.push_back(4095);  // the last entry there is: 4094 + 1 literals in
+    codes.push_back(kEnd);
+    const Result r = Decode(PackCodes(codes), 8192);
+    ASSERT_EQ(r.output.size(), 4002u);
+    for (unsigned i = 0; i < 4000; ++i) ASSERT_EQ(r.output[i], i % 256);
+    // Entry 4095 was made from literals 3837 and 3838.
+    EXPECT_EQ(r.output[4000], 3837 % 256);
+    EXPECT_EQ(r.output[4001], 3838 % 256);
+}
+
+TEST(TiffLzw, RoundTripsLongStreamsThroughEveryCodeWidth) {
+    std::mt19937 random(1234);
+    for (int round = 0; round < 4; ++round) {
+        // Few distinct bytes make long strings and many table entries.
+        std::vector<uint8_t> data(60000 + round * 7001);
+        std::uniform_int_distribution<int> symbol(0, round == 3 ? 255 : 3 + round * 4);
+        for (uint8_t& b : data) b = static_cast<uint8_t>(symbol(random));
+        if (round == 2) std::fill(data.begin() + 1000, data.begin() + 30000, 9);
+        const std::vector<uint8_t> stream = PackCodes(Encode(data));
+        const Result r = Decode(stream, data.size() + 100);
+        ASSERT_EQ(r.output.size(), data.size()) << round;
+        EXPECT_EQ(r.output, data) << round;
+        EXPECT_EQ(r.consumed, stream.size()) << round;
+    }
+}
+}  // namespace

@@ -18,4 +18,6 @@ bool vte_Clipboard(HWND window, Image* image);
 // Prints the picture, one page.
 bool vte_Printer(HWND window, Image* image);
 // The properties sheet: picture, display and system information, options.
+// A viewer passes its picture and gets the "Viewer" information page first;
+// an index window passes null and gets the "Index" options page instead.
 bool ShowPropertiesSheet(HWND window, Image* picture);

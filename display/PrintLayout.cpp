@@ -59,10 +59,3 @@ PrintLayout LayOutPrintedPage(int pageWidth, int pageHeight, int aspectX, int as
     layout.height = ToInt(h / ay);
     return layout;
 }
-
-const char* PrintCaption(const char* path) {
-    const char* caption = path;
-    for (const char* p = path; *p; ++p)
-        if (*p == '\\' || *p == ':') caption = p + 1;
-    return caption;
-}

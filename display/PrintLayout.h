@@ -22,7 +22,3 @@ struct PrintLayout {
 // W / aspectX by H / aspectY. Every division truncates.
 PrintLayout LayOutPrintedPage(int pageWidth, int pageHeight, int aspectX, int aspectY,
                               int captionWidth, int captionHeight, int imageWidth, int imageHeight);
-
-// The caption for a picture's path: what follows the last backslash or
-// colon, or the whole path when it has neither.
-const char* PrintCaption(const char* path);

@@ -111,7 +111,9 @@ bool PrintPage(HDC printer, const Image& image) {
     const int pageHeight = g_printer.getDeviceCaps(printer, VERTRES);
     const int aspectX = g_printer.getDeviceCaps(printer, ASPECTX);
     const int aspectY = g_printer.getDeviceCaps(printer, ASPECTY);
-    const char* caption = PrintCaption(image.path);
+    // The caption is the file name as the window title shows it: the path
+    // after its last backslash, colon or slash.
+    const char* caption = FileNamePart(image.path);
     const int captionLength = static_cast<int>(std::strlen(caption));
 
     // The dialog has no cancel button: it shows that printing is under way

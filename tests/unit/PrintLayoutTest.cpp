@@ -107,13 +107,3 @@ TEST(PrintLayout, DegenerateDevicesAndPicturesGiveAnEmptyPictureInsteadOfDividin
     ExpectRect(LayOutPrintedPage(1000, 1020, 1, 1, 10, 20, 0, 50), 500, 500, 0, 0);
     ExpectRect(LayOutPrintedPage(1000, 1020, 1, 1, 10, 20, 100, 0), 500, 500, 0, 0);
 }
-
-TEST(PrintLayout, CaptionIsThePathAfterTheLastBackslashOrColon) {
-    EXPECT_STREQ(PrintCaption("C:\\PICTURES\\HOLIDAY\\BEACH.JPG"), "BEACH.JPG");
-    EXPECT_STREQ(PrintCaption("A:CAT.GIF"), "CAT.GIF");
-    EXPECT_STREQ(PrintCaption("CAT.GIF"), "CAT.GIF");
-    EXPECT_STREQ(PrintCaption("<none>"), "<none>");
-    EXPECT_STREQ(PrintCaption("C:\\PICS\\"), "");
-    // Forward slashes are not separators here.
-    EXPECT_STREQ(PrintCaption("Z:\\home/user/CAT.GIF"), "home/user/CAT.GIF");
-}

@@ -344,7 +344,7 @@ TEST_F(PrinterTest, PalettePictureGoesOutWithEightBitsAndItsColourTable) {
     Image image(2, 2, 2, 2, palette.data(), 8);
     image.Row(0)[0] = 1, image.Row(0)[1] = 2;
     image.Row(1)[0] = 2, image.Row(1)[1] = 1;
-    std::strcpy(image.path, "C:PAL.GIF");
+    std::strcpy(image.path, "C:PAL.GIF");  // drive-relative
     ASSERT_TRUE(vte_Printer(window_, &image));
     EXPECT_EQ(fake_.docName, "PAL.GIF");
     EXPECT_EQ(fake_.header.biBitCount, 8);
@@ -375,8 +375,10 @@ TEST_F(PrinterTest, PictureKeepsItsProportionsOnADeviceWithNonSquarePixels) {
     fake_.aspectX = 1;
     fake_.aspectY = 2;
     Image image(10, 10, 30, 10, nullptr, 24);
+    std::strcpy(image.path, "Z:\\work/pictures/SQUARE.PNG");  // slashes separate too
     ASSERT_TRUE(vte_Printer(window_, &image));
-    const SIZE caption = CaptionSize(&page, "<none>");
+    EXPECT_EQ(fake_.docName, "SQUARE.PNG");
+    const SIZE caption = CaptionSize(&page, "SQUARE.PNG");
     // A = 400, B = (300 - cy) x 2; square pictures take the smaller of both.
     const int b = (300 - caption.cy) * 2;
     const int side = b < 400 ? b : 400;

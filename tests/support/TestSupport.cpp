@@ -21,6 +21,9 @@
 #include <unistd.h>
 #endif
 
+#ifndef VANTIREL_CORPUS_DIR
+#error "VANTIREL_CORPUS_DIR must be defined"
+#endif
 #ifndef VANTIREL_SOURCE_DIR
 #error "VANTIREL_SOURCE_DIR must be defined"
 #endif
@@ -66,7 +69,7 @@ void Record(const char* caption, const char* text) {
 }  // namespace
 
 std::string CorpusPath(const std::string& relative) {
-    return Native(std::string(VANTIREL_SOURCE_DIR) + "/../shared/corpus/" + relative);
+    return Native(std::string(VANTIREL_CORPUS_DIR) + "/" + relative);
 }
 
 bool CorpusAvailable() {

@@ -302,6 +302,20 @@ TEST(BmpReader, AnnouncesNegativeHeightsAsTheyStand) {
     EXPECT_EQ(imp.rows, -2);
 }
 
+TEST(BmpReader, ANegativeWidthIsAnnouncedAsItStandsAndLoadsWithoutPixels) {
+    // Width -5 at 1 bit: the stride rounds 0xFFFFFFFB up to a multiple of 8 in
+    // 32 bits, which wraps to 0, and the source rows, read as unsigned, would
+    // be half a gigabyte each. The loader reads what the file holds and
+    // writes nothing outside the (empty) pixel block.
+    const Opened o =
+        OpenAndLoad("negative-width.bmp", BitmapFile(-5, 2, 1, 0, Bytes(8, 0xFF), 2));
+    ASSERT_TRUE(o.imp->ready) << g_errorText;
+    EXPECT_EQ(o.imp->width, -5);
+    EXPECT_EQ(o.imp->stride, 0);
+    ASSERT_NE(o.image, nullptr);
+    EXPECT_EQ(o.image->PixelBytes(), 0u);
+}
+
 TEST(BmpReader, DecodesEightBitRunLengthCodes) {
     // 6x3 picture, decoded from the bottom row upwards.
     const Bytes rle = {
@@ -334,6 +348,17 @@ TEST(BmpReader, DecodesFourBitRunLengthCodesAlternatingNibbles) {
     EXPECT_STREQ(o.imp->compression, "RLE");
     EXPECT_EQ(RowOf(*o.image, 1, 5), (Bytes{1, 2, 1, 2, 1}));
     EXPECT_EQ(RowOf(*o.image, 0, 3), (Bytes{3, 4, 5}));
+}
+
+TEST(BmpReader, FourBitAbsoluteRunsOfOddLengthEndOnASixteenBitBoundary) {
+    const Bytes rle = {
+        0, 5, 0x12, 0x34, 0x50,  // absolute: 1 2 3 4 5 in three bytes...
+        0,                       // ...padded to 16 bits
+        2, 0x66,                 // 6 6
+        0, 1};
+    const Opened o = OpenAndLoad("odd-absolute.bmp", BitmapFile(7, 1, 4, 2, rle, 16));
+    ASSERT_TRUE(o.imp->ready);
+    EXPECT_EQ(RowOf(*o.image, 0, 7), (Bytes{1, 2, 3, 4, 5, 6, 6}));
 }
 
 TEST(BmpReader, RecognisesRunLengthFilesWhateverTheExtension) {
@@ -388,6 +413,26 @@ TEST(BmpReader, ReportsItsPhase) {
     test::RecordingProgress rleProgress;
     ASSERT_TRUE(Load(&rle, &rleImage, &rleProgress, false));
     EXPECT_EQ(rleProgress.events, (std::vector<std::string>{"RLE decoding@0", "@100"}));
+}
+
+TEST(IconReader, BehindABitmapArrayHeaderTheDirectoryFollowsThatHeader) {
+    // "BA" shifts the whole file by 14 bytes, the directory included; the
+    // image offsets count from the start of the file, as pixel offsets do.
+    Bytes icon = IconFile({{16, 16, 4}, {32, 32, 8}});
+    for (int entry = 0; entry < 2; ++entry) {
+        uint8_t* offset = &icon[6 + 16 * entry + 12];
+        const uint32_t shifted = (offset[0] | offset[1] << 8) + 14u;
+        offset[0] = static_cast<uint8_t>(shifted);
+        offset[1] = static_cast<uint8_t>(shifted >> 8);
+    }
+    Bytes file = {'B', 'A'};
+    file.resize(14, 0);
+    file.insert(file.end(), icon.begin(), icon.end());
+    const Opened o = OpenAndLoad("array.ico", file);
+    ASSERT_TRUE(o.imp->ready) << g_errorText;
+    EXPECT_EQ(o.imp->width, 32);
+    EXPECT_EQ(o.imp->depth, 8);
+    EXPECT_EQ(o.image->Row(0)[0], 0x11);
 }
 
 TEST(IconReader, ChoosesTheEntryAtLeastAsLargeInEveryRespect) {

@@ -1,6 +1,7 @@
 // The bitmap writer through SaveAs, checked byte by byte.
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -10,6 +11,11 @@
 #include "core/Progress.h"
 #include "core/SaveAs.h"
 #include "tests/support/TestSupport.h"
+
+#ifndef _WIN32
+#include <sys/resource.h>
+#include <unistd.h>
+#endif
 
 namespace {
 using Bytes = std::vector<uint8_t>;
@@ -95,9 +101,35 @@ TEST(BmpWriter, SavingOverAnExistingFileReplacesIt) {
 }
 
 #ifndef _WIN32
-TEST(BmpWriter, AFullDiskGivesATruncatedFileAndStillSucceeds) {
+namespace {
+// Saves a 64 x 64 picture while files may not grow past 1000 bytes (a full
+// disk, in effect) and ends the process: status 0 when SaveAs succeeded.
+[[noreturn]] void SaveOntoAFullDisk(const std::string& path) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit limit;
+    limit.rlim_cur = limit.rlim_max = 1000;
+    setrlimit(RLIMIT_FSIZE, &limit);
     Image image(64, 64, 192, 64, nullptr, 24);
-    EXPECT_TRUE(SaveAs(0, "/dev/full", &image));
+    std::memset(image.pixels, 0x5A, image.PixelBytes());
+    _exit(SaveAs(0, path.c_str(), &image) ? 0 : 3);
+}
+}  // namespace
+
+TEST(BmpWriterDeathTest, AFullDiskGivesATruncatedFileAndStillSucceeds) {
+    // The writes beyond the limit fail, the writer does not look, and SaveAs
+    // reports success with a truncated file left.
+    const std::string path = test::TempPath("full-disk.bmp");
+    // Forked, so that the child writes where this process looks.
+    const std::string style = GTEST_FLAG_GET(death_test_style);
+    GTEST_FLAG_SET(death_test_style, "fast");
+    EXPECT_EXIT(SaveOntoAFullDisk(path), ::testing::ExitedWithCode(0), "");
+    GTEST_FLAG_SET(death_test_style, style);
+    const Bytes file = test::ReadFile(path);
+    ASSERT_EQ(file.size(), 1000u);
+    // The header still announces the whole picture.
+    EXPECT_EQ(Le32At(file, 2), 54u + 64 * 192);
+    EXPECT_EQ(Le32At(file, 22), 64u);
+    EXPECT_EQ(file[999], 0x5A);
 }
 #endif
 

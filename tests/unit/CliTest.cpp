@@ -49,6 +49,18 @@ TEST(Cli, InfoReportsFailuresWithPlaceAndMessageAndExitsOne) {
                          ": vti_BMP/DIB: 16bit .bmp-bitmaps not supported\n");
 }
 
+TEST(Cli, WarningsGoToStderrUnderAttentionAndLeaveTheStatusAlone) {
+    // A 1x1 GIF whose version reads "88a": read anyway, with a warning.
+    const std::string gif = test::WriteTempFile(
+        "version88.gif", {'G',  'I',  'F',  '8',  '8',  'a',  1,    0,    1,    0,    0x80, 0,
+                          0,    0,    0,    0,    0xFF, 0xFF, 0xFF, ',',  0,    0,    0,    0,
+                          1,    0,    1,    0,    0,    2,    2,    0x44, 0x01, 0,    ';'});
+    const Result info = RunCli("info " + gif);
+    EXPECT_EQ(info.status, 0);
+    EXPECT_EQ(info.out, gif + ": 1x1x1, Graphics Interchange Format, LZW\n");
+    EXPECT_EQ(info.err, gif + ": Attention!: Warning! unexpected GIF version number\n");
+}
+
 TEST(Cli, ConvertWritesABitmapThatReadsBackTheSame) {
     if (!test::CorpusAvailable()) GTEST_SKIP() << "no corpus";
     const std::string in = test::CorpusPath("bmp/bmpsuite-g-pal8.bmp");

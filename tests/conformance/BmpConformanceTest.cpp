@@ -317,6 +317,22 @@ TEST_F(GeneratedBitmaps, IconsWithSeveralSizesShowTheLargest) {
     ASSERT_TRUE(ours.loaded);
     EXPECT_EQ(ours.picture.width, 32);
     EXPECT_EQ(test::DifferentPixels(ours.picture, entry), 0);
+
+    // A cursor file from ImageMagick with both sizes, the smaller first (its
+    // icon coder writes resource type 1 for .cur names too): the content
+    // decides how it is read, the name gives the description.
+    const std::string cursor = test::TempPath("magick.cur");
+    test::RunCommand("convert '" + small + "' '" + big + "' -type Palette ICO:'" + cursor + "'",
+                     &made);
+    ASSERT_EQ(made, 0);
+    test::RgbPicture cursorEntry;
+    ASSERT_TRUE(test::ReferenceDecode(cursor, &cursorEntry, 1));
+    const test::Decoded ourCursor = test::DecodeFile(cursor);
+    ASSERT_TRUE(ourCursor.loaded) << ourCursor.place << ": " << ourCursor.text;
+    EXPECT_EQ(ourCursor.description, "Microsoft Windows Cursor");
+    EXPECT_EQ(ourCursor.picture.width, 32);
+    EXPECT_EQ(ourCursor.picture.height, 32);
+    EXPECT_EQ(test::DifferentPixels(ourCursor.picture, cursorEntry), 0);
 }
 
 TEST_F(GeneratedBitmaps, BitmapsWrittenBackReadTheSame) {

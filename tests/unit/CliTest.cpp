@@ -95,6 +95,26 @@ TEST(Cli, AFatalConditionPrintsQuitAndExitsOne) {
     EXPECT_EQ(r.err, "QUIT!: EXIT: Out of memory\n");
 }
 
+TEST(Cli, DrawsAProgressBarOnlyWhenStderrIsATerminal) {
+    if (!test::CorpusAvailable() || !test::HaveTool("script")) GTEST_SKIP() << "no corpus or script";
+    const std::string in = test::CorpusPath("bmp/bmpsuite-g-rgb24.bmp");
+    const std::string out = test::TempPath("terminal-out.bmp");
+    // Not a terminal: nothing on stderr.
+    const Result quiet = RunCli("convert " + in + " " + out);
+    ASSERT_EQ(quiet.status, 0);
+    EXPECT_EQ(quiet.err, "");
+    // On a terminal (script gives the program one): the bar of each phase,
+    // ending full, and the written file's name as the writing caption.
+    int status = -1;
+    const std::string session = test::RunCommand(
+        "script -qec \"'" + Cli() + "' convert '" + in + "' '" + out + "'\" /dev/null", &status);
+    EXPECT_EQ(status, 0);
+    EXPECT_NE(session.find("Reading"), std::string::npos) << session;
+    EXPECT_NE(session.find("terminal-out.bmp"), std::string::npos) << session;
+    EXPECT_NE(session.find("Writing"), std::string::npos) << session;
+    EXPECT_NE(session.find("[####################] 100%"), std::string::npos) << session;
+}
+
 TEST(Cli, UsageErrorsExitTwo) {
     EXPECT_EQ(RunCli("frobnicate x").status, 2);
     EXPECT_EQ(RunCli("convert onlyone.bmp").status, 2);

@@ -283,6 +283,29 @@ TEST(ResampleBicubic, LoadIntoANewImageDecodesThenResamples) {
               std::vector<uint8_t>(thumbnail.pixels, thumbnail.pixels + 21 * 5));
 }
 
+TEST(ResampleBicubic, LoadIntoANewImageGivesAPalettePictureItsPalette) {
+    // The intermediate picture takes the record's palette and depth, so the
+    // resampler expands it through that palette first.
+    uint8_t palette[kPaletteBytes];
+    std::mt19937 random(31);
+    for (uint8_t& byte : palette) byte = static_cast<uint8_t>(random());
+    Image picture(21, 13, 21, 13, palette, 8);
+    for (int y = 0; y < 13; ++y)
+        for (int x = 0; x < 21; ++x) picture.Row(y)[x] = static_cast<uint8_t>(random());
+    const std::string path = test::TempPath("resample-load8.bmp");
+    ASSERT_TRUE(SaveAs(0, path.c_str(), &picture));
+
+    ImageImpFile imp(path.c_str(), nullptr, false);
+    ASSERT_TRUE(imp.ready);
+    ASSERT_EQ(imp.depth, 8);
+    Image thumbnail(9, 6, 27, 6, nullptr, 24);
+    ASSERT_TRUE(Load(&imp, &thumbnail, nullptr, true));
+    Image expanded(21, 13, 63, 13, nullptr, 24);
+    ASSERT_TRUE(clr_8to24bit(&expanded, &picture, nullptr));
+    EXPECT_EQ(ReferenceResample(expanded, 9, 6),
+              std::vector<uint8_t>(thumbnail.pixels, thumbnail.pixels + 27 * 6));
+}
+
 TEST(ResampleNearest, ColourPicturesTakeThePixelAtHalfAStep) {
     // 4 x 4 into 2 x 2: steps of 2 pixels starting at 1, so columns and rows 1, 3.
     auto source = RandomPicture(4, 4, 12);

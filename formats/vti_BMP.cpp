@@ -155,14 +155,16 @@ void LoadUncompressed(ImageImpFile* imp, Image* image, uint32_t pixelOffset) {
     // The source row size truncates the bit count before padding, so rows
     // whose bits do not fill whole bytes can come out one 32-bit word short
     // (1-bit rows of 33 pixels are 4 bytes). Files are read with exactly this
-    // step.
-    const size_t rowSize =
-        (static_cast<size_t>(static_cast<uint64_t>(static_cast<uint32_t>(image->width)) *
-                             static_cast<unsigned>(depth) / 8) + 3) & ~static_cast<size_t>(3);
+    // step. The width is a signed number: the few negative widths that get
+    // this far (-7 to -1, whose stride rounds to 0) give rows of no bytes.
+    const int64_t signedRowSize =
+        (static_cast<int64_t>(image->width) * depth / 8 + 3) & ~static_cast<int64_t>(3);
+    if (signedRowSize <= 0) return;
+    const size_t rowSize = static_cast<size_t>(signedRowSize);
     const int expansion = depth == 1 ? 8 : depth == 4 ? 2 : 1;
     if (depth != 1 && depth != 4 && depth != 8 && depth != 24) return;  // pixels left as they are
     // No row can bring more bytes than the file holds: a header announcing a
-    // huge (or negative, read as unsigned) width must not cost a huge buffer.
+    // huge width must not cost a huge buffer.
     const size_t unpackBytes = std::min<size_t>(rowSize, imp->size);
     std::vector<uint8_t> unpacked(unpackBytes * static_cast<size_t>(expansion));
 

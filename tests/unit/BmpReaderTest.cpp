@@ -303,10 +303,10 @@ TEST(BmpReader, AnnouncesNegativeHeightsAsTheyStand) {
 }
 
 TEST(BmpReader, ANegativeWidthIsAnnouncedAsItStandsAndLoadsWithoutPixels) {
-    // Width -5 at 1 bit: the stride rounds 0xFFFFFFFB up to a multiple of 8 in
-    // 32 bits, which wraps to 0, and the source rows, read as unsigned, would
-    // be half a gigabyte each. The loader reads what the file holds and
-    // writes nothing outside the (empty) pixel block.
+    // Width -5 at 1 bit: the stride, -5 rounded up to a multiple of 8, is 0,
+    // and so are the source rows ((-5 / 8) + 3 rounded down to 4). Nothing is
+    // read and nothing written (the pixel block is empty); the width must
+    // not be taken as the unsigned 4294967291 (rows of half a gigabyte).
     const Opened o =
         OpenAndLoad("negative-width.bmp", BitmapFile(-5, 2, 1, 0, Bytes(8, 0xFF), 2));
     ASSERT_TRUE(o.imp->ready) << g_errorText;

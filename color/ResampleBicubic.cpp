@@ -85,7 +85,9 @@ void HorizontalPass(const uint8_t* source, int sourceWidth, uint8_t* out, int wi
 
 }  // namespace
 
-int32_t BicubicWeight(int tap, int fraction) { return KernelWeights().tap[tap & 3][fraction & 255]; }
+int32_t BicubicWeight(int tap, int fraction) {
+    return KernelWeights().tap[tap & 3][fraction & 255];
+}
 
 namespace {
 void Resample24(Image* destination, const Image* source, Progress* progress) {

@@ -17,8 +17,15 @@ PaletteAllocator SetPaletteAllocator(PaletteAllocator allocator) {
 }
 
 Image::Image(int w, int h, int rowStride, int rows, const uint8_t* sourcePalette, int bitsPerPixel)
-    : fileName(nullptr), palette(nullptr), width(w), height(h), depth(0), stride(rowStride),
-      pixels(nullptr), className("Image"), pixelBytes(0) {
+    : fileName(nullptr),
+      palette(nullptr),
+      width(w),
+      height(h),
+      depth(0),
+      stride(rowStride),
+      pixels(nullptr),
+      className("Image"),
+      pixelBytes(0) {
     if (sourcePalette) {
         palette = static_cast<uint8_t*>(g_paletteAllocator(kPaletteBlockBytes));
         if (palette) {

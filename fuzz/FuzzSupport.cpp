@@ -22,8 +22,8 @@ constexpr int64_t kMaxPixels = int64_t{1} << 24;
 bool Reasonable(int64_t width, int64_t height, int64_t stride, int64_t rows) {
     const int64_t w = width < 0 ? -width : width;
     const int64_t h = height < 0 ? -height : height;
-    return stride >= 0 && rows >= -1 && w * h <= kMaxPixels && w <= kMaxPixels &&
-           h <= kMaxPixels && (rows + 1) * stride <= 4 * kMaxPixels;
+    return stride >= 0 && rows >= -1 && w * h <= kMaxPixels && w <= kMaxPixels && h <= kMaxPixels &&
+           (rows + 1) * stride <= 4 * kMaxPixels;
 }
 }  // namespace
 

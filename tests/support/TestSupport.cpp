@@ -50,7 +50,8 @@ std::string ScratchDirectory() {
 #ifdef _WIN32
         char base[MAX_PATH];
         GetTempPathA(MAX_PATH, base);
-        std::string dir = std::string(base) + "vantirel-tests-" + std::to_string(GetCurrentProcessId());
+        std::string dir =
+            std::string(base) + "vantirel-tests-" + std::to_string(GetCurrentProcessId());
         CreateDirectoryA(dir.c_str(), nullptr);
         return dir + "\\";
 #else
@@ -84,13 +85,15 @@ std::string TempPath(const std::string& name) { return ScratchDirectory() + name
 std::string WriteTempFile(const std::string& name, const std::vector<uint8_t>& bytes) {
     const std::string path = TempPath(name);
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    out.write(reinterpret_cast<const char*>(bytes.data()),
+              static_cast<std::streamsize>(bytes.size()));
     return path;
 }
 
 std::vector<uint8_t> ReadFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
-    return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    return std::vector<uint8_t>(std::istreambuf_iterator<char>(in),
+                                std::istreambuf_iterator<char>());
 }
 
 std::string RunCommand(const std::string& command, int* status) {
@@ -170,7 +173,8 @@ bool ParsePnm(const std::string& bytes, RgbPicture* picture) {
             for (int x = 0; x < picture->width; ++x) {
                 const bool black = (raster[y * rowBytes + x / 8] >> (7 - x % 8)) & 1;
                 const size_t i = static_cast<size_t>(y) * picture->width + x;
-                picture->rgb[3 * i] = picture->rgb[3 * i + 1] = picture->rgb[3 * i + 2] = black ? 0 : 255;
+                picture->rgb[3 * i] = picture->rgb[3 * i + 1] = picture->rgb[3 * i + 2] =
+                    black ? 0 : 255;
             }
     } else {
         return false;

@@ -56,7 +56,8 @@ TEST(BmpWriter, WritesRowsBottomFirst) {
     const Bytes file = test::ReadFile(path);
     ASSERT_EQ(file.size(), 54u + 16);
     // Row size 8: six pixel bytes and two bytes of whatever follows the row.
-    EXPECT_EQ(Bytes(file.begin() + 54, file.begin() + 62), (Bytes{7, 8, 9, 10, 11, 12, 0xEE, 0xEE}));
+    EXPECT_EQ(Bytes(file.begin() + 54, file.begin() + 62),
+              (Bytes{7, 8, 9, 10, 11, 12, 0xEE, 0xEE}));
     EXPECT_EQ(Bytes(file.begin() + 62, file.begin() + 70), (Bytes{1, 2, 3, 4, 5, 6, 7, 8}));
 }
 
@@ -74,7 +75,7 @@ TEST(BmpWriter, AOnePixelWideRowTakesOnePaddingByteFromTheFollowingRow) {
 TEST(BmpWriter, WritesAPalettePictureOfDepthFourAsEightBitsWithAFullColourTable) {
     Bytes palette(768);
     for (int i = 0; i < 256; ++i) {
-        palette[3 * i] = static_cast<uint8_t>(i);           // red
+        palette[3 * i] = static_cast<uint8_t>(i);            // red
         palette[3 * i + 1] = static_cast<uint8_t>(255 - i);  // green
         palette[3 * i + 2] = static_cast<uint8_t>(i / 2);    // blue
     }

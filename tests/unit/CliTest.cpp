@@ -38,9 +38,9 @@ TEST(Cli, InfoPrintsTheInformationLine) {
 }
 
 TEST(Cli, InfoReportsFailuresWithPlaceAndMessageAndExitsOne) {
-    const std::string good = test::WriteTempFile("ok.bmp", {'B', 'M', 0, 0, 0, 0, 0, 0, 0, 0, 54, 0, 0,
-                                                            0, 40, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0,
-                                                            1, 0, 16, 0});
+    const std::string good =
+        test::WriteTempFile("ok.bmp", {'B', 'M', 0, 0, 0, 0, 0, 0, 0, 0, 54, 0, 0, 0,  40,
+                                       0,   0,   0, 1, 0, 0, 0, 1, 0, 0, 0,  1, 0, 16, 0});
     const std::string bad = test::WriteTempFile("nothing.bmp", {'x', 'y'});
     const Result r = RunCli("info " + bad + " " + good);
     EXPECT_EQ(r.status, 1);
@@ -52,9 +52,9 @@ TEST(Cli, InfoReportsFailuresWithPlaceAndMessageAndExitsOne) {
 TEST(Cli, WarningsGoToStderrUnderAttentionAndLeaveTheStatusAlone) {
     // A 1x1 GIF whose version reads "88a": read anyway, with a warning.
     const std::string gif = test::WriteTempFile(
-        "version88.gif", {'G',  'I',  'F',  '8',  '8',  'a',  1,    0,    1,    0,    0x80, 0,
-                          0,    0,    0,    0,    0xFF, 0xFF, 0xFF, ',',  0,    0,    0,    0,
-                          1,    0,    1,    0,    0,    2,    2,    0x44, 0x01, 0,    ';'});
+        "version88.gif",
+        {'G',  'I', 'F', '8', '8', 'a', 1, 0, 1, 0, 0x80, 0, 0, 0,    0,    0, 0xFF, 0xFF,
+         0xFF, ',', 0,   0,   0,   0,   1, 0, 1, 0, 0,    2, 2, 0x44, 0x01, 0, ';'});
     const Result info = RunCli("info " + gif);
     EXPECT_EQ(info.status, 0);
     EXPECT_EQ(info.out, gif + ": 1x1x1, Graphics Interchange Format, LZW\n");
@@ -90,13 +90,14 @@ TEST(Cli, AFatalConditionPrintsQuitAndExitsOne) {
     // be had, which ends the program.
     if (!test::CorpusAvailable()) GTEST_SKIP() << "no corpus";
     const Result r = RunCli("convert " + test::CorpusPath("bmp/bmpsuite-g-pal8topdown.bmp") + " " +
-                         test::TempPath("never.bmp"));
+                            test::TempPath("never.bmp"));
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.err, "QUIT!: EXIT: Out of memory\n");
 }
 
 TEST(Cli, DrawsAProgressBarOnlyWhenStderrIsATerminal) {
-    if (!test::CorpusAvailable() || !test::HaveTool("script")) GTEST_SKIP() << "no corpus or script";
+    if (!test::CorpusAvailable() || !test::HaveTool("script"))
+        GTEST_SKIP() << "no corpus or script";
     const std::string in = test::CorpusPath("bmp/bmpsuite-g-rgb24.bmp");
     const std::string out = test::TempPath("terminal-out.bmp");
     // Not a terminal: nothing on stderr.

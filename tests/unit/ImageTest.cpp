@@ -1,10 +1,9 @@
-#include "core/Image.h"
-
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <vector>
 
+#include "core/Image.h"
 #include "tests/support/TestSupport.h"
 
 namespace {
@@ -115,13 +114,13 @@ using ImageDeathTest = ::testing::Test;
 
 TEST(ImageDeathTest, PixelMemoryThatCannotBeHadEndsTheProgram) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT((test::PrintMessagesToStderr(), Image(1 << 30, 1 << 30, 1 << 30, (1 << 30) - 1, nullptr, 24)),
+    EXPECT_EXIT((test::PrintMessagesToStderr(),
+                 Image(1 << 30, 1 << 30, 1 << 30, (1 << 30) - 1, nullptr, 24)),
                 ::testing::ExitedWithCode(1), "QUIT!: EXIT: Out of memory");
 }
 
 TEST(ImageDeathTest, ANegativeRowCountEndsTheProgramLikeAnAllocationFailure) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT((test::PrintMessagesToStderr(), Image(127, -64, 127, -64, nullptr, 8)),
-                ::testing::ExitedWithCode(1),
-                "QUIT!: EXIT: Out of memory");
+                ::testing::ExitedWithCode(1), "QUIT!: EXIT: Out of memory");
 }

@@ -120,7 +120,8 @@ TEST(ResampleBicubic, TheWeightTableIsTheKernelRoundedToTheNearestInteger) {
     EXPECT_EQ(BicubicWeight(3, 64), -3072);
     for (int f = 0; f < 256; ++f) {
         const ReferenceWeights w = WeightsAt(f);
-        for (int tap = 0; tap < 4; ++tap) ASSERT_EQ(BicubicWeight(tap, f), w.tap[tap]) << tap << " at " << f;
+        for (int tap = 0; tap < 4; ++tap)
+            ASSERT_EQ(BicubicWeight(tap, f), w.tap[tap]) << tap << " at " << f;
     }
 }
 

@@ -11,8 +11,11 @@ class Image;
 // The index window for the directory of `path` (a path ending in index.vti);
 // returns when the window has closed.
 void IndexWindowMain(HINSTANCE instance, const char* path);
-// Removes the program's registry entries and files ("-UNINSTALL").
-void UninstallProgram(HINSTANCE instance);
+// Removes the program's registry entries and files ("-UNINSTALL"). Carried
+// out, it ends the process with exit code 0; it returns false when the user
+// declines (error report empty) or the batch file cannot be written (error
+// report filled).
+bool UninstallProgram(HINSTANCE instance);
 // Copies the picture to the clipboard as a packed device-independent bitmap.
 bool vte_Clipboard(HWND window, Image* image);
 // Prints the picture, one page.

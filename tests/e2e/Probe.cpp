@@ -29,6 +29,8 @@
 //   regdefault ROOT KEY    a key's default value (ROOT: HKCR, HKLM, HKCU);
 //                          status 1 when the key or the value is missing
 //   regvalue ROOT KEY NAME "TYPE HEXBYTES" of a value; status 1 when missing
+//   note FILE TEXT...      writes the texts, blank-separated, to FILE (the
+//                          probe standing in for a program the viewer starts)
 //   regnames ROOT KEY      "subkeys;values": the key's subkey names and value
 //                          names, each list sorted and joined by "|" (the
 //                          default value is listed as "@")
@@ -293,6 +295,14 @@ int Execute(const std::vector<std::string>& a, std::string* out) {
         return 0;
     }
     if (verb.rfind("reg", 0) == 0) return Registry(a, out);
+    if (verb == "note") {
+        FILE* file = std::fopen(title.c_str(), "w");
+        if (!file) return 1;
+        for (size_t i = 2; i < a.size(); ++i)
+            std::fprintf(file, "%s%s", i > 2 ? " " : "", a[i].c_str());
+        std::fclose(file);
+        return 0;
+    }
     return 2;
 }
 

@@ -598,6 +598,29 @@ def case_properties_sheet_shows_the_picture_and_options_reach_every_viewer(s, pi
     assert re.fullmatch(r"Windows NT v\.[0-9]+\.[0-9]+ build [0-9]+", text(212)), text(212)
     assert text(217) == "Vantirel v.3.0", text(217)
 
+    # The Program page's button opens the maker's page in the browser
+    # registered for .html: here the probe, noting what it was given.
+    note = os.path.join(s.work, "browser.txt")
+    if os.path.exists(note):
+        os.remove(note)
+    html = reg_default(s, "HKCR", ".html")
+    s.reg(["add", r"HKCR\.html", "/ve", "/d", "VantirelTestPage", "/f"])
+    s.reg(["add", r"HKCR\VantirelTestPage\shell\open\command", "/ve", "/d",
+           '"%s" note "%s" "%%1"' % (s.winpath(s.args.probe), s.winpath(note)), "/f"])
+    try:
+        s.probe("page", SHEET, 1)
+        assert text(204) == "Visit Dravik's WWW site!"
+        s.probe("click", SHEET, 204)
+        for _ in range(100):
+            if os.path.exists(note) and os.path.getsize(note) > 0:
+                break
+            time.sleep(0.1)
+        with open(note) as f:
+            assert f.read() == "http://www.dravik.example/vantirel/"
+    finally:
+        s.reg(["add", r"HKCR\.html", "/ve", "/d", html or "htmlfile", "/f"])
+        s.reg(["delete", r"HKCR\VantirelTestPage", "/f"])
+
     # "Autosize image to window" on the Options page, then OK.
     s.probe("page", SHEET, 2)
     assert s.probe("checked", SHEET, 226).stdout == "0"
@@ -803,6 +826,21 @@ def case_uninstall_asks_cleans_the_registry_and_writes_the_batch_file(s, picture
     assert reg_names(s, "HKCR", r"Directory\shell\Vantirel index") is None
 
 
+def case_uninstall_says_when_the_batch_file_cannot_be_written(s, pictures):
+    folder, program = program_folder(s)
+    # A folder in the batch file's place: the file cannot be created.
+    os.remove(os.path.join(folder, "uninvt.bat"))
+    os.mkdir(os.path.join(folder, "uninvt.bat"))
+    s.preregister(program)
+    process = s.start("-UNINSTALL", program=program)
+    answer(s, UNINSTALL_BOX, 6)
+    answer(s, UNINSTALL_BOX, 6)
+    assert answer(s, "Uninstall", 1) == "Couldn't create file"
+    assert s.wait_exit(process) == 0
+    os.rmdir(os.path.join(folder, "uninvt.bat"))
+    assert os.path.exists(program)
+
+
 def case_uninstall_in_lower_case_removes_the_program_files(s, pictures):
     folder, program = program_folder(s)
     # Registered again (the previous case removed everything), or the start
@@ -824,6 +862,7 @@ def case_uninstall_in_lower_case_removes_the_program_files(s, pictures):
 CASES_INSTALLATION = [case_first_start_welcomes_and_asks_about_other_programs_types,
                       case_second_start_asks_nothing,
                       case_uninstall_asks_cleans_the_registry_and_writes_the_batch_file,
+                      case_uninstall_says_when_the_batch_file_cannot_be_written,
                       case_uninstall_in_lower_case_removes_the_program_files]
 
 

@@ -34,6 +34,10 @@
 //   regnames ROOT KEY      "subkeys;values": the key's subkey names and value
 //                          names, each list sorted and joined by "|" (the
 //                          default value is listed as "@")
+//   clipboard-empty -      empties the clipboard
+//   clipboard-dib PATH     writes the clipboard's CF_DIB block to PATH (as
+//                          another program pasting it would read it);
+//                          answers its size, fails when there is none
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>
 
@@ -259,6 +263,29 @@ int Execute(const std::vector<std::string>& a, std::string* out) {
         if (!name) return 1;
         SendMessageA(name, WM_SETTEXT, 0, reinterpret_cast<LPARAM>(arg(2).c_str()));
         return 0;
+    }
+    if (verb == "clipboard-empty") {
+        if (!OpenClipboard(nullptr)) return 1;
+        EmptyClipboard();
+        CloseClipboard();
+        return 0;
+    }
+    if (verb == "clipboard-dib") {
+        if (!OpenClipboard(nullptr)) return 1;
+        int status = 1;
+        HANDLE block = GetClipboardData(CF_DIB);
+        const void* data = block ? GlobalLock(block) : nullptr;
+        if (data) {
+            const SIZE_T size = GlobalSize(block);
+            if (FILE* file = std::fopen(title.c_str(), "wb")) {
+                if (std::fwrite(data, 1, size, file) == size) status = 0;
+                std::fclose(file);
+            }
+            *out = std::to_string(size);
+            GlobalUnlock(block);
+        }
+        CloseClipboard();
+        return status;
     }
     if (verb == "box") {
         HWND box = WaitFor(title, number(2, 10), true, "#32770");

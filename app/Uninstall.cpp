@@ -47,9 +47,9 @@ void ReleaseFileType(HKEY classes, const char* extension) {
     RegDeleteKeyA(classes, typeKey.c_str());
     const std::string extensionKey = ExtensionKeyName(extension);
     char pointsTo[kValueSize];
-    if (ReadKeyDefault(classes, extensionKey.c_str(), pointsTo, sizeof pointsTo) != 0 &&
-        EqualNoCase(pointsTo, typeKey.c_str()))
-        RegDeleteKeyA(classes, extensionKey.c_str());
+    if (ReadKeyDefault(classes, extensionKey.c_str(), pointsTo, sizeof pointsTo) == 0) return;
+    pointsTo[sizeof pointsTo - 1] = '\0';
+    if (EqualNoCase(pointsTo, typeKey.c_str())) RegDeleteKeyA(classes, extensionKey.c_str());
 }
 
 void CleanRegistry(const RegistryPlaces& places) {

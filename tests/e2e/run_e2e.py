@@ -15,6 +15,7 @@ import argparse
 import glob
 import os
 import pwd
+import re
 import shutil
 import subprocess
 import sys
@@ -25,11 +26,16 @@ import traceback
 from PIL import Image
 
 KEY = r"HKCU\Software\Dravik\Vantirel"
+APP_PATHS = r"Software\Microsoft\Windows\CurrentVersion\App Paths\Vantirel.EXE"
+UNINSTALL = r"Software\Microsoft\Windows\CurrentVersion\Uninstall\Vantirel"
 VK = {"escape": 27, "pageup": 33, "pagedown": 34, "end": 35, "home": 36,
       "left": 37, "up": 38, "right": 39, "down": 40}
 CMD = {"size_image_to_window": 114, "size_window_to_image": 115,
        "restore_original_size": 116, "delete": 112, "wallpaper": 120, "print": 113,
        "copy": 117}
+
+
+REGISTRY_FILES = ["system.reg", "user.reg", "userdef.reg"]
 
 
 class Session:
@@ -40,6 +46,9 @@ class Session:
         self.env = dict(os.environ)
         self.env["WINEDEBUG"] = "-all"
         self.env["WINEPREFIX"] = os.path.join(self.work, "wineprefix")
+        # The registry files of the prefix as wineboot made them: restored,
+        # they give a user who has never run the program.
+        self.pristine = os.path.join(self.work, "wineprefix-first-registry")
         self.env["WINEDLLOVERRIDES"] = "mscoree,mshtml="
         self.xvfb = None
         self.processes = []
@@ -63,18 +72,55 @@ class Session:
             time.sleep(0.1)
 
     def prepare_prefix(self):
-        if not os.path.isdir(os.path.join(self.env["WINEPREFIX"], "drive_c")):
+        prefix = self.env["WINEPREFIX"]
+        if not os.path.isdir(self.pristine):
+            # A prefix without its first registry kept cannot be made fresh
+            # again: start it anew.
+            shutil.rmtree(prefix, ignore_errors=True)
             self.run([self.args.wine, "wineboot", "-i"], timeout=180)
+            self.run(["wineserver", "-w"], timeout=60)
+            kept = self.pristine + ".new"
+            shutil.rmtree(kept, ignore_errors=True)
+            os.makedirs(kept)
+            for name in REGISTRY_FILES:
+                shutil.copy2(os.path.join(prefix, name), kept)
+            os.rename(kept, self.pristine)
+        self.prefix_settings()
+        self.preregister(self.args.program)
+
+    def prefix_settings(self):
         # Without a window manager Wine waits for one on every hidden window.
         self.reg(["add", r"HKCU\Software\Wine\X11 Driver", "/v", "Managed", "/d", "N", "/f"])
 
-    def stop(self):
+    def preregister(self, program):
+        """What a user who has run this copy of the program before has: its
+        version and its App Paths entry. The program then starts without
+        the welcome box and the questions about file types."""
+        self.reg(["add", KEY, "/v", "VersionNumber", "/d", "3.0", "/f"])
+        self.reg(["add", "HKLM\\" + APP_PATHS, "/ve", "/d", self.winpath(program), "/f"])
+
+    def restore_first_registry(self):
+        """Makes the prefix's registry the one of a user who has never run
+        the program (Wine's own as wineboot left it); restarts the probe."""
+        self.stop_programs()
+        subprocess.run(["wineserver", "-k"], env=self.env, stdout=subprocess.DEVNULL,
+                       stderr=subprocess.DEVNULL)
+        self.run(["wineserver", "-w"], timeout=60)
+        for name in REGISTRY_FILES:
+            shutil.copy2(os.path.join(self.pristine, name), self.env["WINEPREFIX"])
+        self.prefix_settings()
+        self.start_probe()
+
+    def stop_programs(self):
         if getattr(self, "prober", None) and self.prober.poll() is None:
             self.prober.stdin.close()
             self.prober.wait(timeout=10)
         for process in self.processes:
             if process.poll() is None:
                 process.kill()
+
+    def stop(self):
+        self.stop_programs()
         subprocess.run(["wineserver", "-k"], env=self.env, stdout=subprocess.DEVNULL,
                        stderr=subprocess.DEVNULL)
         if self.xvfb:
@@ -102,6 +148,9 @@ class Session:
 
     def reset_settings(self, **values):
         self.reg(["delete", KEY, "/f"])
+        # The key also holds the version: without it the next start would be
+        # a first run.
+        self.reg(["add", KEY, "/v", "VersionNumber", "/d", "3.0", "/f"])
         for name, (kind, data) in values.items():
             self.reg(["add", KEY, "/v", name, "/t", kind, "/d", data, "/f"])
 
@@ -134,9 +183,9 @@ class Session:
         x, y, w, h = map(int, self.probe("client", title).stdout.split())
         return x, y, w, h
 
-    def start(self, *arguments):
-        process = subprocess.Popen([self.args.wine, self.args.program] + list(arguments),
-                                   env=self.env, stdout=subprocess.DEVNULL,
+    def start(self, *arguments, program=None, env=None):
+        process = subprocess.Popen([self.args.wine, program or self.args.program] + list(arguments),
+                                   env=env or self.env, stdout=subprocess.DEVNULL,
                                    stderr=subprocess.DEVNULL)
         self.processes.append(process)
         return process
@@ -640,6 +689,84 @@ def case_dither15_on_high_colour(s, pictures):
     s.wait_gone("PICT24.BMP")
 
 
+SHEET = "Properties for Vantirel"
+
+
+def case_properties_sheet_shows_the_picture_and_options_reach_every_viewer(s, pictures):
+    s.reset_settings()
+    s.start(s.winpath(pictures["sample"]))
+    s.wait_window("VANTIREL.BMP")
+    s.start(pictures["big"])
+    s.wait_window("PICT24.BMP")
+    s.probe("command", "VANTIREL.BMP", 101)
+    assert s.probe("dialog", SHEET, 20).returncode == 0, "no properties sheet"
+
+    def text(control):
+        result = s.probe("text", SHEET, control)
+        assert result.returncode == 0, "no control %d" % control
+        return result.stdout
+
+    assert text(216) == "Source: " + s.winpath(pictures["sample"]), text(216)
+    assert text(215) == "Image: 192x144x24", text(215)
+    # Wine shows a 24-bit X screen as 32 bits per pixel.
+    assert text(214) == "Display: 1024x768x32", text(214)
+    assert text(210) == "2", text(210)  # each viewer has opened one file
+    assert text(211) == "0", text(211)
+    assert re.fullmatch(r"[1-9][0-9]* \? 8664 CPU", text(213)), text(213)
+    assert re.fullmatch(r"Windows NT v\.[0-9]+\.[0-9]+ build [0-9]+", text(212)), text(212)
+    assert text(217) == "Vantirel v.3.0", text(217)
+
+    # The Program page's button opens the maker's page in the browser
+    # registered for .html: here the probe, noting what it was given.
+    note = os.path.join(s.work, "browser.txt")
+    if os.path.exists(note):
+        os.remove(note)
+    html = reg_default(s, "HKCR", ".html")
+    s.reg(["add", r"HKCR\.html", "/ve", "/d", "VantirelTestPage", "/f"])
+    s.reg(["add", r"HKCR\VantirelTestPage\shell\open\command", "/ve", "/d",
+           '"%s" note "%s" "%%1"' % (s.winpath(s.args.probe), s.winpath(note)), "/f"])
+    try:
+        s.probe("page", SHEET, 1)
+        assert text(204) == "Visit Dravik's WWW site!"
+        s.probe("click", SHEET, 204)
+        for _ in range(100):
+            if os.path.exists(note) and os.path.getsize(note) > 0:
+                break
+            time.sleep(0.1)
+        with open(note) as f:
+            assert f.read() == "http://www.dravik.example/vantirel/"
+    finally:
+        s.reg(["add", r"HKCR\.html", "/ve", "/d", html or "htmlfile", "/f"])
+        s.reg(["delete", r"HKCR\VantirelTestPage", "/f"])
+
+    # "Autosize image to window" on the Options page, then OK.
+    s.probe("page", SHEET, 2)
+    assert s.probe("checked", SHEET, 226).stdout == "0"
+    assert text(226) == "Autosize image to window"
+    s.probe("click", SHEET, 226)
+    s.probe("press", SHEET, 1)
+    for _ in range(100):
+        if s.probe("dialog", SHEET, 0).returncode != 0:
+            break
+        time.sleep(0.1)
+    # The other viewer reads the shared option at once: resized, it now
+    # resamples its picture to the window.
+    s.probe("size", "PICT24.BMP", 260, 200)
+    time.sleep(1.0)
+    _, _, cw, ch = s.client("PICT24.BMP")
+    source = Image.open(pictures["big"]).convert("RGB")
+    shown = s.client_pixels("PICT24.BMP", settle=1.0)
+    largest, mean = differences(shown, source.resize((cw, ch), Image.BICUBIC))
+    assert mean < 12, "auto-sized picture differs on average by %.1f" % mean
+    largest, mean = differences(shown, source.crop((0, 0, cw, ch)))
+    assert mean > 12, "the picture was not resampled"
+    s.probe("key", "PICT24.BMP", VK["escape"])
+    s.probe("key", "VANTIREL.BMP", VK["escape"])
+    s.wait_gone("Vantirel v3.0")
+    time.sleep(0.3)
+    assert s.reg_value("disp.bAutoSize") == ("REG_BINARY", "01"), s.reg_value("disp.bAutoSize")
+
+
 def expected_dib(path):
     """The packed bitmap the viewer should put on the clipboard for a BMP
     file the program reads as it is: the 40-byte header with only size,
@@ -856,12 +983,217 @@ CASES_24 = [case_title_size_and_pixels, case_settings_written_by_last_instance,
             case_auto_size_resamples_on_every_resize,
             case_double_click_maximises_and_restore_sizes_to_the_picture,
             case_spawn_new_and_load_new, case_slide_show_plays_in_the_viewer,
-            case_no_argument_shows_the_open_dialog, case_copy_to_clipboard]
+            case_no_argument_shows_the_open_dialog, case_copy_to_clipboard,
+            case_properties_sheet_shows_the_picture_and_options_reach_every_viewer]
 CASES_16 = [case_title_size_and_pixels, case_title_with_resolution, case_panning_keys,
             case_dither15_on_high_colour]
 CASES_PRINT = [case_cancelling_the_print_dialog_prints_nothing,
                case_wide_picture_prints_across_the_page_above_its_caption,
                case_tall_picture_prints_down_the_page_centred]
+
+
+# --- installation: a user who has never run the program ---------------------
+INSTALL = "Vantirel - Installation"
+UNINSTALL_BOX = "Uninstall - Vantirel"
+FORMATS = [("bbm", "Electronic Arts DP Brush"), ("bmp", "Microsoft Windows Bitmap"),
+           ("cur", "Microsoft Windows Cursor"), ("dib", "Microsoft Windows DIBitMap"),
+           ("gif", "Graphics Interchange Format"), ("ico", "Microsoft Windows Icon"),
+           ("vts", "Vantirel SlideShow"), ("iff", "Interchange File Format"),
+           ("jif", "Joint Photographic Experts Group"), ("jpg", "Joint Photographic Experts Group"),
+           ("jpeg", "Joint Photographic Experts Group"), ("lbm", "Electronic Arts DP BitMap"),
+           ("mac", "MacPaint"), ("neo", "Atari Neochrome"), ("pbm", "PBMPLUS Portable BitMap"),
+           ("pcx", "ZSoft/PC Paintbrush"), ("pgm", "PBMPLUS Portable Graymap"),
+           ("pic", "Pictor/PC Paint"), ("png", "Portable Network Graphics"),
+           ("ppm", "PBMPLUS Portable PixelMap"), ("ras", "Sun Raster"),
+           ("rle", "Microsoft Windows RLE bitmap"), ("sun", "Sun Raster"),
+           ("tga", "Truevision TARGA"), ("tif", "Tag Image File Format"),
+           ("tiff", "Tag Image File Format")]
+SETTING_NAMES = ["szLastImpDir", "szLastExpDir", "iLastExpType", "disp.bUseMaxColors",
+                 "disp.bDither", "disp.bDither15", "disp.bFixedPalette", "disp.bRunMaximized",
+                 "disp.bTitleRes", "disp.bOpenInfo", "disp.bAutoSize", "jpeg.bFastDCT",
+                 "jpeg.bFastUnsubsample", "stat.iOpen", "stat.iSave", "idx.bShowDirs",
+                 "idx.bShowOther", "idx.bShowRes", "idx.bShowSize", "idx.iIconX", "idx.iIconY",
+                 "idx.iIconSpacing"]
+BATCH_FILE = ("echo off\r\nset UAW=%0\r\nif \"%1\"==\"\" goto last\r\n"
+              "if not exist %1 goto next\r\necho Deleting %1 ...\r\nattrib -r -h -s %1\r\n"
+              ":retry\r\ndel %1\r\nif exist %1 goto retry\r\n:next\r\nshift\r\n"
+              "%UAW% %1 %2 %3 %4 %5 %6 %7 %8 %9\r\n:last\r\necho !\r\n"
+              "echo ! Finished uninstalling Vantirel!\r\necho !\r\ndel %UAW%\r\n")
+
+
+def program_folder(s):
+    """The program's folder as a user unpacks it, in the work directory (the
+    uninstall deletes these files, never the build's)."""
+    folder = os.path.join(s.work, "install", "VANTIREL")
+    return folder, os.path.join(folder, "VANTIREL.EXE")
+
+
+def unpack_program(s):
+    folder, program = program_folder(s)
+    shutil.rmtree(folder, ignore_errors=True)
+    os.makedirs(folder)
+    shutil.copy(s.args.program, program)
+    for name in ("README.TXT", "FILE_ID.DIZ"):
+        shutil.copy(os.path.join(s.args.source, "distribution", name), folder)
+    shutil.copy(os.path.join(s.args.source, "samples", "VANTIREL.JPG"), folder)
+    return folder, program
+
+
+def registry_import(s, text):
+    path = os.path.join(s.work, "import.reg")
+    with open(path, "w") as f:
+        f.write(text)
+    s.run([s.args.wine, "reg", "import", s.winpath(path)], check=True)
+
+
+def reg_default(s, root, key):
+    result = s.probe("regdefault", root, key)
+    return result.stdout if result.returncode == 0 else None
+
+
+def reg_names(s, root, key):
+    result = s.probe("regnames", root, key)
+    return result.stdout if result.returncode == 0 else None
+
+
+def answer(s, caption, button):
+    result = s.probe("box", caption, 30, button)
+    assert result.returncode == 0, "no %r box" % caption
+    return result.stdout
+
+
+def case_first_start_welcomes_and_asks_about_other_programs_types(s, pictures):
+    s.restore_first_registry()
+    folder, program = unpack_program(s)
+    exe = s.winpath(program)
+    # Every image type unknown to the user but two: .png belongs to another
+    # type, and the type of .pcx is opened by another program.
+    lines = ["REGEDIT4", ""]
+    for extension, _ in FORMATS:
+        lines += [r"[-HKEY_CLASSES_ROOT\.%s]" % extension, r"[-HKEY_CLASSES_ROOT\%sfile]" % extension]
+    lines += ["", r"[HKEY_CLASSES_ROOT\.png]", '@="PNG.Viewer"', "",
+              r"[HKEY_CLASSES_ROOT\.pcx]", '@="pcxfile"', "",
+              r"[HKEY_CLASSES_ROOT\pcxfile\shell\open\command]",
+              r'@="C:\\Paint\\paint.exe \"%1\""', ""]
+    registry_import(s, "\r\n".join(lines))
+
+    process = s.start(s.winpath(pictures["sample"]), program=program)
+    assert answer(s, INSTALL, 1) == ". .. ... Welcome to Vantirel v3.0! ... .. ."
+    assert answer(s, INSTALL, 6) == ("File type '.pcx' is currently opened with "
+                                     "'C:\\Paint\\paint.exe \"%1\"'.\\n\\n"
+                                     "Do you want to open it with Vantirel instead?")
+    assert answer(s, INSTALL, 7) == ("File type '.png' is associated with 'PNG.Viewer'.\\n\\n"
+                                     "Do you want to associate it with Vantirel instead?")
+    assert s.wait_window("VANTIREL.BMP") == "VANTIREL.BMP - Vantirel v3.0"
+    s.probe("key", "VANTIREL.BMP", VK["escape"])
+    assert s.wait_exit(process) == 0
+
+    # Exactly the documented keys.
+    assert reg_names(s, "HKCU", KEY[5:]) == ";" + "|".join(sorted(SETTING_NAMES + ["VersionNumber"]))
+    assert s.probe("regvalue", "HKCU", KEY[5:], "VersionNumber").stdout == "1 332e3000"
+    assert reg_names(s, "HKLM", APP_PATHS) == ";@"
+    assert reg_default(s, "HKLM", APP_PATHS) == exe
+    assert reg_names(s, "HKLM", UNINSTALL) == ";DisplayName|UninstallString"
+    # "Vantirel v3.0" and its NUL: 14 bytes.
+    assert s.probe("regvalue", "HKLM", UNINSTALL, "DisplayName").stdout == \
+        "1 56616e746972656c2076332e3000"
+    assert s.probe("regvalue", "HKLM", UNINSTALL, "UninstallString").stdout == \
+        "1 " + (exe + " -UNINSTALL\0").encode().hex()
+    for extension, description in FORMATS:
+        where = "." + extension
+        if extension == "png":
+            assert reg_default(s, "HKCR", where) == "PNG.Viewer"
+            assert reg_names(s, "HKCR", "pngfile") is None
+            continue
+        kind = extension + "file"
+        assert reg_names(s, "HKCR", where) == ";@", where
+        assert reg_default(s, "HKCR", where) == kind, where
+        assert reg_names(s, "HKCR", kind) == "DefaultIcon|shell;@", kind
+        assert reg_default(s, "HKCR", kind) == description, kind
+        assert reg_names(s, "HKCR", kind + r"\shell") == "open;", kind
+        assert reg_names(s, "HKCR", kind + r"\shell\open") == "command;", kind
+        assert reg_default(s, "HKCR", kind + r"\shell\open\command") == exe + ' "%1"', kind
+        assert reg_default(s, "HKCR", kind + r"\DefaultIcon") == exe + ",2", kind
+    assert reg_names(s, "HKCR", r"Directory\shell\Vantirel index") == "command;"
+    assert reg_default(s, "HKCR", r"Directory\shell\Vantirel index\command") == \
+        exe + ' "%1\\index.vti"'
+
+
+def case_second_start_asks_nothing(s, pictures):
+    folder, program = program_folder(s)
+    process = s.start(s.winpath(pictures["sample"]), program=program)
+    # The questions would come before the window.
+    assert s.wait_window("VANTIREL.BMP") == "VANTIREL.BMP - Vantirel v3.0"
+    assert s.probe("dialog", INSTALL, 0).returncode != 0, "asked again"
+    s.probe("key", "VANTIREL.BMP", VK["escape"])
+    assert s.wait_exit(process) == 0
+    assert reg_default(s, "HKLM", APP_PATHS) == s.winpath(program)
+
+
+def case_uninstall_asks_cleans_the_registry_and_writes_the_batch_file(s, pictures):
+    folder, program = program_folder(s)
+    # Without a command interpreter the batch file stays to be read.
+    env = dict(s.env)
+    env["WINEDLLOVERRIDES"] = env["WINEDLLOVERRIDES"] + ";cmd.exe=d"
+    process = s.start("-UNINSTALL", program=program, env=env)
+    assert answer(s, UNINSTALL_BOX, 6) == "Do you really want to uninstall Vantirel?"
+    assert answer(s, UNINSTALL_BOX, 6) == \
+        "Registry cleaned up for this user!\\n\\nRemove program files from disk?\\n"
+    assert s.wait_exit(process) == 0
+    with open(os.path.join(folder, "uninvt.bat"), "rb") as f:
+        assert f.read() == BATCH_FILE.encode(), "batch file differs"
+    assert os.path.exists(program)
+
+    assert reg_names(s, "HKCU", KEY[5:]) is None
+    assert reg_names(s, "HKLM", APP_PATHS) is None
+    assert reg_names(s, "HKLM", UNINSTALL) is None
+    for extension, _ in FORMATS:
+        if extension == "png":
+            continue
+        assert reg_names(s, "HKCR", "." + extension) is None, extension
+        assert reg_names(s, "HKCR", extension + "file") is None, extension
+    assert reg_default(s, "HKCR", ".png") == "PNG.Viewer"
+    assert reg_names(s, "HKCR", r"Directory\shell\Vantirel index") is None
+
+
+def case_uninstall_says_when_the_batch_file_cannot_be_written(s, pictures):
+    folder, program = program_folder(s)
+    # A folder in the batch file's place: the file cannot be created.
+    os.remove(os.path.join(folder, "uninvt.bat"))
+    os.mkdir(os.path.join(folder, "uninvt.bat"))
+    s.preregister(program)
+    process = s.start("-UNINSTALL", program=program)
+    answer(s, UNINSTALL_BOX, 6)
+    answer(s, UNINSTALL_BOX, 6)
+    assert answer(s, "Uninstall", 1) == "Couldn't create file"
+    assert s.wait_exit(process) == 0
+    os.rmdir(os.path.join(folder, "uninvt.bat"))
+    assert os.path.exists(program)
+
+
+def case_uninstall_in_lower_case_removes_the_program_files(s, pictures):
+    folder, program = program_folder(s)
+    # Registered again (the previous case removed everything), or the start
+    # would be a first run and greet.
+    s.preregister(program)
+    process = s.start("-uninstall", program=program)
+    assert answer(s, UNINSTALL_BOX, 6) == "Do you really want to uninstall Vantirel?"
+    answer(s, UNINSTALL_BOX, 6)
+    assert s.wait_exit(process) == 0
+    # The batch file waits for the program to let go of its file, deletes
+    # the folder's files one by one and at last itself.
+    for _ in range(300):
+        if not os.listdir(folder):
+            break
+        time.sleep(0.1)
+    assert os.listdir(folder) == [], os.listdir(folder)
+
+
+CASES_INSTALLATION = [case_first_start_welcomes_and_asks_about_other_programs_types,
+                      case_second_start_asks_nothing,
+                      case_uninstall_asks_cleans_the_registry_and_writes_the_batch_file,
+                      case_uninstall_says_when_the_batch_file_cannot_be_written,
+                      case_uninstall_in_lower_case_removes_the_program_files]
 
 
 def make_pictures(s):
@@ -899,7 +1231,8 @@ def main():
     parser.add_argument("--only", default="")
     # "print": the printing cases, on a PDF printer of the run's own; the
     # run is skipped (exit status 77) where the machine cannot give one.
-    parser.add_argument("--suite", choices=["viewer", "print"], default="viewer")
+    # "installation": a user who has never run the program.
+    parser.add_argument("--suite", choices=["viewer", "print", "installation"], default="viewer")
     args = parser.parse_args()
     s = Session(args)
     s.print_server = None
@@ -918,6 +1251,8 @@ def main():
             return 1
         s.env["CUPS_SERVER"] = s.print_server.socket
         cases = CASES_PRINT
+    elif args.suite == "installation":
+        cases = CASES_INSTALLATION
     else:
         cases = CASES_24 if args.depth == 24 else CASES_16
     failures = 0

@@ -66,7 +66,7 @@ void Record(const char* caption, const char* text) {
 }  // namespace
 
 std::string CorpusPath(const std::string& relative) {
-    return Native(std::string(VANTIREL_SOURCE_DIR) + "/../shared/corpus/" + relative);
+    return Native(std::string(VANTIREL_CORPUS_DIR) + "/" + relative);
 }
 
 bool CorpusAvailable() {

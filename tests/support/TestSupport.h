@@ -10,7 +10,8 @@
 
 namespace test {
 
-// ../shared/corpus beside the project (paths usable by the code under test,
+// The sample corpus, ../shared/corpus beside the project unless the build
+// names another folder (paths usable by the code under test,
 // also under Wine).
 std::string CorpusPath(const std::string& relative);
 bool CorpusAvailable();

@@ -1,6 +1,7 @@
 #include "formats/TiffLzw.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 namespace {
@@ -9,6 +10,9 @@ constexpr unsigned kEndOfInformation = 257;
 constexpr unsigned kFirstFreeCode = 258;
 constexpr unsigned kTableSize = 4096;
 constexpr unsigned kMaximumWidth = 12;
+// Codes a stream may read beyond two per byte of output room (see the
+// header): enough for any run of clear codes a writer might make.
+constexpr size_t kSpareCodes = 64;
 
 // Every string in the table is also somewhere in the output already: a new
 // entry is the previous string followed by the first byte of the current
@@ -122,8 +126,12 @@ const uint8_t* TiffLzwDecode(uint8_t* destination, uint8_t* destinationEnd, cons
         return fits == length;
     };
 
+    const size_t room = static_cast<size_t>(destinationEnd - destination);
+    size_t codesLeft = room > (SIZE_MAX - kSpareCodes) / 2 ? SIZE_MAX : 2 * room + kSpareCodes;
+
     unsigned code;
     for (;;) {
+        if (codesLeft-- == 0) break;
         if (!bits.Read(width, &code)) return sourceEnd;
         if (code == kEndOfInformation) break;
         if (code == kClearCode) {
@@ -131,6 +139,7 @@ const uint8_t* TiffLzwDecode(uint8_t* destination, uint8_t* destinationEnd, cons
             mask = 511;
             nextCode = kFirstFreeCode;
             do {
+                if (codesLeft-- == 0) return bits.Position();
                 if (!bits.Read(width, &code)) return sourceEnd;
             } while (code == kClearCode);
             if (code == kEndOfInformation) break;

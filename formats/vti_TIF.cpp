@@ -453,17 +453,28 @@ bool LoadTiff(ImageImpFile* imp, Image* image, Progress* progress) {
 
     const uint8_t* const fileEnd = imp->data + imp->size;
     for (size_t i = 0; i < strips; ++i) {
-        // Strips may overrun into the next one's place; only the end of the
-        // whole buffer stops them.
         const uint64_t destinationAt = static_cast<uint64_t>(i) * stripBytes;
         uint8_t* destination = work + std::min<uint64_t>(destinationAt, workBytes);
         const uint64_t sourceAt = offsets[i];
         const uint8_t* source = imp->data + std::min<uint64_t>(sourceAt, imp->size);
         uint64_t end;  // where the strip's data ended, as an offset
         if (tiff.compression == kLzw) {
-            end = static_cast<uint64_t>(TiffLzwDecode(destination, workEnd, source, fileEnd) -
+            // LZW codes fill the strip's own place and no more: what a
+            // damaged strip describes beyond its rows is dropped, as libtiff
+            // drops it. A well-formed strip ends with its rows, so its end
+            // code is read all the same and the end address is the same.
+            // (Unbounded, a file of many strips that all point at one long
+            // stream would decode it over the rest of the picture for every
+            // strip.)
+            uint8_t* const stripEnd =
+                destination +
+                std::min<uint64_t>(stripBytes, static_cast<uint64_t>(workEnd - destination));
+            end = static_cast<uint64_t>(TiffLzwDecode(destination, stripEnd, source, fileEnd) -
                                         imp->data);
         } else if (tiff.compression == kPackBits) {
+            // The run that crosses the strip's count is written whole, into
+            // the next strip's place (which that strip then overwrites);
+            // only the end of the buffer stops it.
             end = static_cast<uint64_t>(
                 PackBitsDecode(destination, workEnd, source, fileEnd, stripBytes) - imp->data);
         } else {

@@ -15,6 +15,7 @@
 #include "core/RowUtils.h"
 #include "formats/PackBits.h"
 #include "formats/Predictor.h"
+#include "formats/ReaderRows.h"
 #include "formats/Readers.h"
 #include "formats/TiffLzw.h"
 
@@ -310,7 +311,10 @@ bool vti_TIF(ImageImpFile* imp) {
 
     // The announced stride is one byte per pixel for one-sample pictures
     // (whole source bytes expanded) and three for three-sample pictures.
-    const int64_t width = imp->width;
+    // The width field is unsigned; a stride too large for the record
+    // becomes the largest one, so such a picture ends in the out-of-memory
+    // path rather than in a small block.
+    const int64_t width = static_cast<uint32_t>(imp->width);
     int64_t stride;
     if (tiff.samplesPerPixel == 1) {
         if (tiff.planarConfiguration != 1) return SetError(kPlace, "Unsupported planar configuration");
@@ -328,7 +332,7 @@ bool vti_TIF(ImageImpFile* imp) {
             return SetError(kPlace, "Unsupported planar configuration");
         stride = width * 3;
     }
-    imp->stride = static_cast<int32_t>(stride);
+    imp->stride = SaturatedInt32(static_cast<uint64_t>(stride));
     imp->depth = static_cast<int32_t>(bitsPerPixel);
     StoreState(imp, tiff);
     return true;

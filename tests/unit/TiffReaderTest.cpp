@@ -229,6 +229,24 @@ TEST(TiffReader, WidthAndHeightAsLongValues) {
     EXPECT_EQ(l.Row(1, 2), (Bytes{7, 6}));
 }
 
+TEST(TiffReader, StrideTooLargeForTheRecordBecomesTheLargestOne) {
+    // 0x55555556 RGB pixels a row are 0x100000002 bytes: the stride must not
+    // wrap round to 2.
+    TiffBuilder tiff;
+    const uint32_t bits = tiff.Shorts({8, 8, 8});
+    tiff.Entry(kWidth, kLong, 1, 0x55555556)
+        .Entry(kLength, kShort, 1, 1)
+        .Entry(kBitsPerSample, kShort, 3, bits)
+        .Entry(kSamplesPerPixel, kShort, 1, 3)
+        .Entry(kPhotometric, kShort, 1, 2)
+        .Entry(kStripOffsets, kLong, 1, 8);
+    const std::string path = test::WriteTempFile("wide.tif", tiff.Build());
+    ImageImpFile imp(path.c_str(), nullptr, false);
+    ASSERT_TRUE(imp.ready) << g_errorText;
+    EXPECT_EQ(imp.width, 0x55555556);
+    EXPECT_EQ(imp.stride, INT32_MAX);
+}
+
 TEST(TiffReader, SomethingThatIsNotTiffIsNotRecognised) {
     const std::string path = test::WriteTempFile("not-tiff.tif", {'X', 'X', 42, 0, 8, 0, 0, 0});
     ImageImpFile imp(path.c_str(), nullptr, false);

@@ -173,19 +173,26 @@ constexpr unsigned kTableSize = 1u << kMaxCodeWidth;
 
 // Copies `length` bytes from earlier in the output to its end. Every table
 // string is a piece of what has been output already, so strings are copied
-// from there rather than rebuilt through a prefix chain. The source always
-// ends at or before `to`; whole 8-byte words are moved while there is room,
-// and the bytes a word carries past the string are overwritten by the next
-// string.
-inline void CopyString(uint8_t* out, size_t from, size_t to, size_t length, size_t capacity) {
-    if (to + length + 8 <= capacity) {
-        for (size_t i = 0; i < length; i += 8) {
-            uint64_t word;
-            std::memcpy(&word, out + from + i, 8);
-            std::memcpy(out + to + i, &word, 8);
-        }
-    } else {
-        for (size_t i = 0; i < length; ++i) out[to + i] = out[from + i];
+// from there rather than rebuilt through a prefix chain; the source always
+// ends at or before `to`, so source and destination never overlap. Long
+// strings move in 8-byte words with a last word that ends on the string's
+// end, short ones as two overlapping moves: nothing past the string is
+// touched, so a stream that ends early leaves the rest of the picture as
+// it was.
+inline void CopyString(uint8_t* out, size_t from, size_t to, size_t length) {
+    uint8_t* destination = out + to;
+    const uint8_t* source = out + from;
+    if (length >= 8) {
+        for (size_t i = 0; i + 8 < length; i += 8) std::memcpy(destination + i, source + i, 8);
+        std::memcpy(destination + length - 8, source + length - 8, 8);
+    } else if (length >= 4) {
+        std::memcpy(destination, source, 4);
+        std::memcpy(destination + length - 4, source + length - 4, 4);
+    } else if (length >= 2) {
+        std::memcpy(destination, source, 2);
+        std::memcpy(destination + length - 2, source + length - 2, 2);
+    } else if (length == 1) {
+        *destination = *source;
     }
 }
 
@@ -268,14 +275,14 @@ void DecodeLzw(const uint8_t* data, size_t size, size_t dataAt, int depth, uint8
         } else if (code < freeCode) {
             emitted = length[code];
             const size_t fits = std::min(emitted, capacity - written);
-            CopyString(out, start[code], written, fits, capacity);
+            CopyString(out, start[code], written, fits);
             written += fits;
         } else {
             // Not in the table yet: the previous string plus its own first
             // byte.
             emitted = previousLength + 1;
             const size_t fits = std::min(previousLength, capacity - written);
-            CopyString(out, previousStart, written, fits, capacity);
+            CopyString(out, previousStart, written, fits);
             written += fits;
             if (written < capacity) out[written++] = out[previousStart];
         }

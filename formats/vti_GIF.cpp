@@ -173,26 +173,19 @@ constexpr unsigned kTableSize = 1u << kMaxCodeWidth;
 
 // Copies `length` bytes from earlier in the output to its end. Every table
 // string is a piece of what has been output already, so strings are copied
-// from there rather than rebuilt through a prefix chain; the source always
-// ends at or before `to`, so source and destination never overlap. Long
-// strings move in 8-byte words with a last word that ends on the string's
-// end, short ones as two overlapping moves: nothing past the string is
-// touched, so a stream that ends early leaves the rest of the picture as
-// it was.
-inline void CopyString(uint8_t* out, size_t from, size_t to, size_t length) {
-    uint8_t* destination = out + to;
-    const uint8_t* source = out + from;
-    if (length >= 8) {
-        for (size_t i = 0; i + 8 < length; i += 8) std::memcpy(destination + i, source + i, 8);
-        std::memcpy(destination + length - 8, source + length - 8, 8);
-    } else if (length >= 4) {
-        std::memcpy(destination, source, 4);
-        std::memcpy(destination + length - 4, source + length - 4, 4);
-    } else if (length >= 2) {
-        std::memcpy(destination, source, 2);
-        std::memcpy(destination + length - 2, source + length - 2, 2);
-    } else if (length == 1) {
-        *destination = *source;
+// from there rather than rebuilt through a prefix chain. The source always
+// ends at or before `to`; whole 8-byte words are moved while there is room,
+// and the bytes a word carries past the string are overwritten by the next
+// string (or, after the last one, cleared again: see DecodeLzw).
+inline void CopyString(uint8_t* out, size_t from, size_t to, size_t length, size_t capacity) {
+    if (to + length + 8 <= capacity) {
+        for (size_t i = 0; i < length; i += 8) {
+            uint64_t word;
+            std::memcpy(&word, out + from + i, 8);
+            std::memcpy(out + to + i, &word, 8);
+        }
+    } else {
+        for (size_t i = 0; i < length; ++i) out[to + i] = out[from + i];
     }
 }
 
@@ -249,14 +242,15 @@ void DecodeLzw(const uint8_t* data, size_t size, size_t dataAt, int depth, uint8
                 codeWidth = minimumCodeSize + 1;
                 codeMask = (1u << codeWidth) - 1;
                 freeCode = clearCode + 2;
+                bool clearsForEver = false;
                 do {
                     code = readCode();
                     // Once the data has run out every code reads as all ones;
                     // for a minimum code size of 0 that is the clear code
                     // again, for ever.
-                    if (code == clearCode && minimumCodeSize == 0 && source.Exhausted()) return;
-                } while (code == clearCode);
-                if (code == endCode) break;
+                    clearsForEver = code == clearCode && minimumCodeSize == 0 && source.Exhausted();
+                } while (code == clearCode && !clearsForEver);
+                if (code == endCode || clearsForEver) break;
             }
             // The first code after a clear (or of a stream that does not
             // begin with one) is output as a single pixel.
@@ -275,14 +269,14 @@ void DecodeLzw(const uint8_t* data, size_t size, size_t dataAt, int depth, uint8
         } else if (code < freeCode) {
             emitted = length[code];
             const size_t fits = std::min(emitted, capacity - written);
-            CopyString(out, start[code], written, fits);
+            CopyString(out, start[code], written, fits, capacity);
             written += fits;
         } else {
             // Not in the table yet: the previous string plus its own first
             // byte.
             emitted = previousLength + 1;
             const size_t fits = std::min(previousLength, capacity - written);
-            CopyString(out, previousStart, written, fits);
+            CopyString(out, previousStart, written, fits, capacity);
             written += fits;
             if (written < capacity) out[written++] = out[previousStart];
         }
@@ -302,6 +296,11 @@ void DecodeLzw(const uint8_t* data, size_t size, size_t dataAt, int depth, uint8
         previousStart = here;
         previousLength = emitted;
     }
+    // The last word-wise copy may have carried up to 7 bytes of earlier
+    // output past the last string. The block was all zeros there before (a
+    // new pixel block, or a zeroed temporary one), so a stream that ends
+    // before the picture is full leaves the rest of it blank.
+    std::memset(out + written, 0, std::min<size_t>(8, capacity - written));
 }
 
 // The four passes of an interlaced GIF: starting row and step.

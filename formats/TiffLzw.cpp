@@ -25,6 +25,16 @@ struct Entry {
     uint32_t length;
 };
 
+// Eight bytes as one big-endian number, in one load.
+inline uint64_t BigEndian64(const uint8_t* bytes) {
+    uint64_t word;
+    std::memcpy(&word, bytes, 8);
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    word = __builtin_bswap64(word);
+#endif
+    return word;
+}
+
 // MSB-first bit reader. The top `count` bits of `buffer` are the next input
 // bits; bytes past the end of the input are never read.
 class BitReader {
@@ -52,8 +62,7 @@ public:
 private:
     void Refill() {
         if (end_ - next_ >= 8) {
-            uint64_t word = 0;
-            for (int i = 0; i < 8; ++i) word = (word << 8) | next_[i];
+            const uint64_t word = BigEndian64(next_);
             // Whole bytes that fit are taken; the bits of a partly fitting
             // byte are or-ed in again, unchanged, by the next refill.
             buffer_ |= word >> count_;
@@ -134,7 +143,7 @@ const uint8_t* TiffLzwDecode(uint8_t* destination, uint8_t* destinationEnd, cons
         if (codesLeft-- == 0) break;
         if (!bits.Read(width, &code)) return sourceEnd;
         if (code == kEndOfInformation) break;
-        if (code == kClearCode) {
+        if (__builtin_expect(code == kClearCode, 0)) {
             width = 9;
             mask = 511;
             nextCode = kFirstFreeCode;
@@ -153,12 +162,12 @@ const uint8_t* TiffLzwDecode(uint8_t* destination, uint8_t* destinationEnd, cons
 
         uint8_t* const here = out;
         uint32_t length;
-        if (code < nextCode) {
-            if (code < 256) {
-                if (out >= destinationEnd) break;
-                *out++ = static_cast<uint8_t>(code);
-                length = 1;
-            } else {
+        if (code < 256) {
+            if (out >= destinationEnd) break;
+            *out++ = static_cast<uint8_t>(code);
+            length = 1;
+        } else if (code < nextCode) {
+            {
                 const Entry& entry = table[code];
                 if (!put(entry.start, entry.length)) break;
                 length = entry.length;

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/TestSupport.h"
@@ -34,6 +35,38 @@ TEST(Cli, InfoPrintsTheInformationLine) {
     const Result info = RunCli("info " + file);
     EXPECT_EQ(info.status, 0);
     EXPECT_EQ(info.out, file + ": 127x64x4, Microsoft Windows Bitmap, RLE\n");
+    EXPECT_EQ(info.err, "");
+}
+
+TEST(Cli, InfoShowsWhatEachReaderAnnounces) {
+    if (!test::CorpusAvailable()) GTEST_SKIP() << "no corpus";
+    // Depths as stored: 16-bit PNG samples become 8 (grey) and 24 (colour),
+    // 16-bit TARGA pixels 24; compression texts as the readers name them.
+    const std::vector<std::pair<std::string, std::string>> files = {
+        {"png/basn0g16.png", "32x32x8, Portable Network Graphics, Inflate/Deflate"},
+        {"png/basn2c16.png", "32x32x24, Portable Network Graphics, Inflate/Deflate"},
+        {"png/basn3p02.png", "32x32x2, Portable Network Graphics, Inflate/Deflate"},
+        {"png/basn4a16.png", "32x32x8, Portable Network Graphics, Inflate/Deflate"},
+        {"gif/imagegif-sample_1.gif", "10x10x2, Graphics Interchange Format, LZW"},
+        {"tiff/imagetiff-seq-1c-8b-lzw-20f3db0c.tiff", "16x16x8, Tag Image File Format, LZW"},
+        {"tiff/imagetiff-seq-1c-8b-packbits-20f3db0c.tiff", "16x16x8, Tag Image File Format, RLE"},
+        {"tiff/libtiffpic-flower-rgb-planar-08.tif", "73x43x24, Tag Image File Format, Raw"},
+        {"tga/allegro-texture.tga", "64x64x24, Truevision TARGA, RLE"},
+        {"tga/pillow-rgba16.tga", "2x1x24, Truevision TARGA, Raw"},
+        {"pnm/pillow-hopper_8bit_plain.pgm", "128x128x8, PBMPLUS Portable Graymap, Ascii"},
+        {"pcx/allegro-mask.pcx", "420x300x24, ZSoft/PC Paintbrush, RLE"},
+        {"iff/zigimg-sample-ilbm-8bit-compressed.iff", "380x200x8, Interchange File Format, RLE"},
+        {"ras/zigimg-sample-blackwhite.ras", "1250x438x1, Sun Raster, Raw"},
+        {"mac/gomacpaint-header.mac", "576x720x1, MacPaint, RLE"},
+    };
+    std::string arguments, expected;
+    for (const auto& [file, line] : files) {
+        arguments += " " + test::CorpusPath(file);
+        expected += test::CorpusPath(file) + ": " + line + "\n";
+    }
+    const Result info = RunCli("info" + arguments);
+    EXPECT_EQ(info.status, 0) << info.err;
+    EXPECT_EQ(info.out, expected);
     EXPECT_EQ(info.err, "");
 }
 

@@ -21,8 +21,8 @@
 #include <unistd.h>
 #endif
 
-#ifndef VANTIREL_SOURCE_DIR
-#error "VANTIREL_SOURCE_DIR must be defined"
+#if !defined(VANTIREL_SOURCE_DIR) || !defined(VANTIREL_CORPUS_DIR)
+#error "VANTIREL_SOURCE_DIR and VANTIREL_CORPUS_DIR must be defined"
 #endif
 
 namespace test {
@@ -66,7 +66,7 @@ void Record(const char* caption, const char* text) {
 }  // namespace
 
 std::string CorpusPath(const std::string& relative) {
-    return Native(std::string(VANTIREL_SOURCE_DIR) + "/../shared/corpus/" + relative);
+    return Native(std::string(VANTIREL_CORPUS_DIR) + "/" + relative);
 }
 
 bool CorpusAvailable() {

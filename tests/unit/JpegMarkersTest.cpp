@@ -246,6 +246,18 @@ TEST_F(JpegHeaders, StrayRestartAndTemMarkersBetweenSegmentsAreIgnored) {
     EXPECT_EQ(d.image->Row(7)[7], 128);
 }
 
+TEST_F(JpegHeaders, StrayRestartAndTemMarkersBeforeTheFrameAreIgnoredByTheProbeToo) {
+    // They have no length field: read as one, the FF 01 that follows
+    // would skip 65 kB.
+    Bytes bytes = GreyPicture({}, 40);
+    const Bytes stray = {0xFF, 0xD5, 0xFF, 0x01, 0xFF, 0xD0};
+    bytes.insert(bytes.begin() + 2, stray.begin(), stray.end());
+    const Decoded d = DecodeBytes(bytes, "stray-first.jpg");
+    ASSERT_TRUE(d.loaded) << d.place << ": " << d.text;
+    EXPECT_EQ(d.width, 8);
+    EXPECT_EQ(d.image->Row(0)[0], 133);  // 40 / 8
+}
+
 TEST_F(JpegHeaders, ExtensionAndReservedMarkersAreFatal) {
     for (uint8_t marker : {0x02, 0x4F, 0xBF, 0xDE, 0xDF, 0xF0, 0xFD}) {
         const Decoded d = DecodeBytes(GreyPicture({0xFF, marker, 0x00, 0x02}), "part3.jpg");

@@ -216,6 +216,69 @@ TEST_F(JpegPipeline, A420PictureHasSixBlocksPerMcuInFrameOrder) {
     EXPECT_EQ(p.image->Row(15)[3 * 15], 128);
 }
 
+TEST_F(JpegPipeline, AOneComponentScanIsNotInterleavedWhateverItsSamplingFactors) {
+    // A 24x12 greyscale picture whose component says 2x2: one block per
+    // MCU, three blocks across and two down, in rows, as the encoder wrote
+    // them (a 16x16 MCU would take the third block for the second row).
+    BitWriter scan;
+    const int values[6] = {8, 16, 24, 32, 40, 48};
+    int predictor = 0;
+    for (int dc : values) {
+        EncodeBlock(&scan, DcCodes(), AcCodes(), dc - predictor);
+        predictor = dc;
+    }
+    scan.Flush();
+    const Bytes bytes = Picture(Header(24, 12, {{1, 2, 2, 0}}), scan);
+    Pipeline p(bytes, 32, 16, 8);
+    ASSERT_TRUE(p.ok) << g_errorText;
+    EXPECT_EQ(p.state->blocksPerMcu, 1);
+    EXPECT_EQ(p.state->mcusPerRow, 3);
+    EXPECT_EQ(p.state->mcuRows, 2);
+    for (int b = 0; b < 6; ++b) {
+        const int x = 8 * (b % 3) + 3, y = 8 * (b / 3) + 2;
+        EXPECT_EQ(p.image->Row(y)[x], 128 + values[b] / 8) << b;
+    }
+    // Through the import path: announced with the frame's 16x16 padding.
+    const Decoded d = DecodeBytes(bytes, "grey22.jpg");
+    ASSERT_TRUE(d.loaded) << d.text;
+    EXPECT_EQ(d.image->stride, 32);
+    EXPECT_EQ(d.image->Row(11)[23], 134);
+    EXPECT_EQ(d.image->Row(8)[0], 132);
+}
+
+TEST_F(JpegPipeline, TheScanHeaderOrdersTheBlocksOfTheMcu) {
+    // 4:2:0 with the scan naming Cr, then Y, then Cb: the MCU holds Cr's
+    // block, Y's four, then Cb's, and each lands in its own byte.
+    Bytes bytes = Soi();
+    Append(&bytes, Dqt(0, 1));
+    Append(&bytes, Sof(0xC0, 16, 16, {{1, 2, 2, 0}, {2, 1, 1, 0}, {3, 1, 1, 0}}));
+    Append(&bytes, Dht(0, 0, StandardDc()));
+    Append(&bytes, Dht(1, 0, StandardAc()));
+    Append(&bytes, Sos({3, 1, 2}));
+    BitWriter scan;
+    EncodeBlock(&scan, DcCodes(), AcCodes(), -80);  // Cr
+    const int luma[4] = {8, 16, 24, 32};
+    int predictor = 0;
+    for (int dc : luma) {
+        EncodeBlock(&scan, DcCodes(), AcCodes(), dc - predictor);
+        predictor = dc;
+    }
+    EncodeBlock(&scan, DcCodes(), AcCodes(), 160);  // Cb
+    scan.Flush();
+    Pipeline p(Picture(bytes, scan), 16, 16, 24);
+    ASSERT_TRUE(p.ok) << g_errorText;
+    const int membership[6] = {2, 0, 0, 0, 0, 1};
+    for (int b = 0; b < 6; ++b) EXPECT_EQ(p.state->mcuMembership[b], membership[b]) << b;
+    for (int b = 0; b < 4; ++b)
+        EXPECT_EQ(p.image->Row(8 * (b / 2) + 1)[3 * (8 * (b % 2) + 1)], 128 + luma[b] / 8) << b;
+    for (int y = 0; y < 16; ++y) {
+        for (int x = 0; x < 16; ++x) {
+            EXPECT_EQ(p.image->Row(y)[3 * x + 1], 148) << x << "," << y;  // Cb 160 / 8
+            EXPECT_EQ(p.image->Row(y)[3 * x + 2], 118) << x << "," << y;  // Cr -80 / 8
+        }
+    }
+}
+
 TEST_F(JpegPipeline, FastUpsamplingReplicatesChromaIn2x2Squares) {
     g_settings->jpeg.bFastUnsubsample = 1;
     const Decoded d = DecodeBytes(Picture420(), "420fast.jpg", nullptr, false, false);

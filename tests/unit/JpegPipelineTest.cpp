@@ -441,3 +441,138 @@ TEST_F(JpegPipeline, RealFilesKeepTheirChecksumPerOptionSet) {
         }
     }
 }
+
+namespace {
+// PostExpand for ratios of 1 and 2 written as the filters are defined: one
+// component and one direction at a time, every output from a copy of the
+// samples as they were. The decoder expands both chroma components in one
+// pass over whole rows of bytes instead; it must give the same bytes.
+void ReferenceExpand(std::vector<uint8_t>* pixels, ptrdiff_t stride, int width,
+                     const int factors[3][2], int hMax, int vMax, int samplesPerBlockWide,
+                     int mcusWide, int mcusHigh, bool fast) {
+    for (int c = 0; c < 3; ++c) {
+        const int h = factors[c][0], v = factors[c][1];
+        const int rh = hMax / h, rv = vMax / v;
+        const int wide = mcusWide * h * samplesPerBlockWide;
+        const int high = mcusHigh * v * samplesPerBlockWide;
+        auto at = [&](int x, int y) -> uint8_t& {
+            return (*pixels)[static_cast<size_t>(y * stride + 3 * x + c)];
+        };
+        if (rh == 2) {
+            for (int y = 0; y < high; ++y) {
+                const int row = y * rv;
+                std::vector<int> s(static_cast<size_t>(wide));
+                for (int i = 0; i < wide; ++i) s[i] = at(2 * i, row);
+                const int n = wide;
+                if (fast || n == 1) {
+                    for (int i = 0; i < n; ++i) at(2 * i + 1, row) = static_cast<uint8_t>(s[i]);
+                    continue;
+                }
+                at(1, row) = static_cast<uint8_t>((3 * s[0] + s[1] + 1) >> 2);
+                for (int i = 1; i <= n - 2; ++i) {
+                    at(2 * i, row) = static_cast<uint8_t>((3 * s[i] + s[i - 1] + 2) >> 2);
+                    at(2 * i + 1, row) = static_cast<uint8_t>((3 * s[i] + s[i + 1] + 1) >> 2);
+                }
+                at(2 * n - 2, row) = static_cast<uint8_t>((3 * s[n - 1] + s[n - 2] + 2) >> 2);
+                at(2 * n - 1, row) = static_cast<uint8_t>(s[n - 1]);
+            }
+        }
+        if (rv == 2) {
+            const int n = high;
+            for (int x = 0; x < width; ++x) {
+                std::vector<int> s(static_cast<size_t>(n));
+                for (int i = 0; i < n; ++i) s[i] = at(x, 2 * i);
+                if (fast || n == 1) {
+                    for (int i = 0; i < n; ++i) at(x, 2 * i + 1) = static_cast<uint8_t>(s[i]);
+                    continue;
+                }
+                at(x, 1) = static_cast<uint8_t>((3 * s[0] + s[1] + 2) >> 2);
+                for (int i = 1; i <= n - 2; ++i) {
+                    at(x, 2 * i) = static_cast<uint8_t>((3 * s[i] + s[i - 1] + 1) >> 2);
+                    at(x, 2 * i + 1) = static_cast<uint8_t>((3 * s[i] + s[i + 1] + 2) >> 2);
+                }
+                at(x, 2 * n - 2) = static_cast<uint8_t>((3 * s[n - 1] + s[n - 2] + 1) >> 2);
+                at(x, 2 * n - 1) = static_cast<uint8_t>(s[n - 1]);
+            }
+        }
+    }
+}
+}  // namespace
+
+TEST(JpegUpsampling, EveryLayoutGivesTheBytesOfTheFiltersAsDefined) {
+    const int layouts[][3][2] = {
+        {{2, 2}, {1, 1}, {1, 1}},  // 4:2:0
+        {{2, 1}, {1, 1}, {1, 1}},  // 4:2:2
+        {{1, 2}, {1, 1}, {1, 1}},  // 4:4:0
+        {{1, 1}, {1, 1}, {1, 1}},  // 4:4:4
+        {{2, 2}, {2, 1}, {2, 1}},  // chroma halved vertically only
+        {{2, 2}, {1, 2}, {1, 1}},  // Cb and Cr differ
+        {{1, 1}, {2, 2}, {2, 2}},  // the luma is the subsampled one
+    };
+    uint32_t seed = 99;
+    auto next = [&seed](int n) {
+        seed = seed * 1664525u + 1013904223u;
+        return static_cast<int>((seed >> 8) % static_cast<uint32_t>(n));
+    };
+    int cases = 0;
+    for (const auto& factors : layouts) {
+        int hMax = 1, vMax = 1;
+        for (const auto& f : factors) {
+            hMax = std::max(hMax, f[0]);
+            vMax = std::max(vMax, f[1]);
+        }
+        for (int reduced = 0; reduced < 2; ++reduced) {
+            for (int fast = 0; fast < 2; ++fast) {
+                // Full decodes and one-eighth ones, the latter down to one or
+                // two samples a row (the filters' end cases).
+                for (int mcusWide : {1, 2, 3, 5, 13}) {
+                    const int mcusHigh = 1 + next(4);
+                    const int perBlock = reduced ? 1 : 8;
+                    const int width = mcusWide * hMax * perBlock;
+                    const int height = mcusHigh * vMax * perBlock;
+                    const ptrdiff_t stride = 3 * width;
+                    JpegState state{};
+                    std::vector<uint8_t> pixels(static_cast<size_t>(stride * height) + 64);
+                    for (uint8_t& b : pixels) b = static_cast<uint8_t>(next(256));
+                    std::vector<uint8_t> expected = pixels;
+                    state.outputBase = pixels.data();
+                    state.outputStride = stride;
+                    state.outputBytes = static_cast<size_t>(stride * height);
+                    state.componentCount = 3;
+                    state.hMax = hMax;
+                    state.vMax = vMax;
+                    state.paddedWidth = mcusWide * hMax * 8;
+                    state.paddedHeight = mcusHigh * vMax * 8;
+                    state.fastUpsampling = static_cast<uint8_t>(fast);
+                    state.dcOnly = static_cast<uint8_t>(reduced);
+                    for (int c = 0; c < 3; ++c) {
+                        auto* component =
+                            static_cast<JpegComponent*>(std::calloc(1, sizeof(JpegComponent)));
+                        component->index = c;
+                        component->h = factors[c][0];
+                        component->v = factors[c][1];
+                        component->paddedWidth = state.paddedWidth * component->h / hMax;
+                        component->paddedHeight = state.paddedHeight * component->v / vMax;
+                        state.components[c] = component;
+                        state.scanComponents[c] = component;
+                    }
+                    state.scanCount = 3;
+                    const bool ok = PostExpand(&state);
+                    jpegFreeComponents(&state);
+                    ASSERT_TRUE(ok) << g_errorText;
+                    ReferenceExpand(&expected, stride, width, factors, hMax, vMax, perBlock,
+                                    mcusWide, mcusHigh, fast != 0);
+                    for (size_t i = 0; i < pixels.size(); ++i) {
+                        ASSERT_EQ(pixels[i], expected[i])
+                            << "layout " << (&factors - layouts) << " reduced " << reduced
+                            << " fast " << fast << " " << mcusWide << "x" << mcusHigh
+                            << " MCUs, pixel " << i / 3 % width << "," << i / 3 / width << " byte "
+                            << i % 3;
+                    }
+                    ++cases;
+                }
+            }
+        }
+    }
+    EXPECT_EQ(cases, 7 * 2 * 2 * 5);
+}

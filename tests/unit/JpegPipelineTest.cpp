@@ -383,6 +383,74 @@ TEST_F(JpegPipeline, TheOneEighthDecodeMakesOnePixelPerBlock) {
     }
 }
 
+TEST_F(JpegPipeline, ALargePictureIsAnnouncedAtOneEighthWithEachPixelItsBlocksDc) {
+    // 1000x750 greyscale and 800x600 at 4:2:0, quantisers 3, blocks with
+    // random DC values (some far out of range) and AC terms that the
+    // one-eighth decode decodes and drops.
+    g_settings->idx.iIconX = 80;
+    g_settings->idx.iIconY = 60;
+    g_settings->jpeg.bFastUnsubsample = 1;
+    uint32_t seed = 4;
+    auto next = [&seed](int n) {
+        seed = seed * 1103515245u + 12345u;
+        return static_cast<int>((seed >> 12) % static_cast<uint32_t>(n));
+    };
+    auto pixel = [](int dc) { return std::min(255, std::max(0, 128 + ((dc * 3) >> 3))); };
+    {
+        const int across = 125, down = 94;
+        std::vector<int> dcs;
+        BitWriter scan;
+        int predictor = 0;
+        for (int b = 0; b < across * down; ++b) {
+            const int dc = next(1000) - 500;
+            EncodeBlock(&scan, DcCodes(), AcCodes(), dc - predictor, {{1, next(40) + 1}, {9, -3}});
+            predictor = dc;
+            dcs.push_back(dc);
+        }
+        scan.Flush();
+        const Decoded d = DecodeBytes(Picture(Header(1000, 750, {{1, 1, 1, 0}}, 3), scan),
+                                      "large-grey.jpg", nullptr, true);
+        ASSERT_TRUE(d.loaded) << d.text;
+        ASSERT_EQ(d.width, 125);
+        ASSERT_EQ(d.height, 94);
+        for (int b = 0; b < across * down; ++b)
+            ASSERT_EQ(d.image->Row(b / across)[b % across], pixel(dcs[b])) << b;
+    }
+    {
+        const int mcusAcross = 50, mcusDown = 38;  // 600 / 16 rounded up
+        std::vector<int> luma(static_cast<size_t>(mcusAcross * mcusDown * 4)),
+            cb(static_cast<size_t>(mcusAcross * mcusDown)),
+            cr(static_cast<size_t>(mcusAcross * mcusDown));
+        BitWriter scan;
+        int predictors[3] = {0, 0, 0};
+        auto put = [&](int component, int dc) {
+            EncodeBlock(&scan, DcCodes(), AcCodes(), dc - predictors[component], {{2, 5}});
+            predictors[component] = dc;
+        };
+        for (int m = 0; m < mcusAcross * mcusDown; ++m) {
+            for (int b = 0; b < 4; ++b) put(0, luma[4 * m + b] = next(700) - 350);
+            put(1, cb[m] = next(700) - 350);
+            put(2, cr[m] = next(700) - 350);
+        }
+        scan.Flush();
+        const Decoded d = DecodeBytes(
+            Picture(Header(800, 600, {{1, 2, 2, 0}, {2, 1, 1, 0}, {3, 1, 1, 0}}, 3), scan),
+            "large-420.jpg", nullptr, true);
+        ASSERT_TRUE(d.loaded) << d.text;
+        ASSERT_EQ(d.width, 100);
+        ASSERT_EQ(d.height, 75);
+        for (int y = 0; y < 75; ++y) {
+            for (int x = 0; x < 100; ++x) {
+                const int m = (y / 2) * mcusAcross + x / 2;
+                const uint8_t* p = d.image->Row(y) + 3 * x;
+                ASSERT_EQ(p[0], pixel(luma[4 * m + 2 * (y % 2) + x % 2])) << x << "," << y;
+                ASSERT_EQ(p[1], pixel(cb[m])) << x << "," << y;
+                ASSERT_EQ(p[2], pixel(cr[m])) << x << "," << y;
+            }
+        }
+    }
+}
+
 TEST_F(JpegPipeline, TheOneEighthDecodeUpsamplesOnItsOwnGrid) {
     g_settings->idx.iIconX = 1;
     g_settings->idx.iIconY = 1;

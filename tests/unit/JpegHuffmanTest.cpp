@@ -4,6 +4,7 @@
 // and restart handling on whole pictures.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <random>
@@ -280,6 +281,19 @@ Bytes GreyRow(const std::vector<int>& dcValues, int restartInterval) {
     return Picture(Header(8 * static_cast<int>(dcValues.size()), 8, kGrey, 1, extra), scan);
 }
 
+// How many bytes the entropy-coded part of GreyRow(values, 0) has.
+size_t GreyRowScanBytes(const std::vector<int>& dcValues) {
+    const Codes dc(StandardDc()), ac(StandardAc());
+    BitWriter scan;
+    int predictor = 0;
+    for (int value : dcValues) {
+        EncodeBlock(&scan, dc, ac, value - predictor);
+        predictor = value;
+    }
+    scan.Flush();
+    return scan.bytes().size();
+}
+
 // The flat value of a DC-only block with quantiser 1 (accurate transform).
 int Flat(int dc) { return std::min(255, std::max(0, 128 + ((dc * 4 + 16) >> 5))); }
 
@@ -310,6 +324,19 @@ TEST_F(JpegRestarts, WithoutARestartIntervalRestartMarkersAreData) {
     EXPECT_EQ(a.image->Row(0)[0], 255);
     EXPECT_EQ(a.image->Row(0)[8], Flat(10));
     EXPECT_EQ(b.image->Row(0)[8], Flat(10));
+}
+
+TEST_F(JpegRestarts, AByteStuffedAfterFFIsSkippedAndTheFFIsData) {
+    // DC 511: category 9, code 1111110, then nine 1 bits: the scan begins
+    // FD FF, and the encoder put 0x00 after the 0xFF.
+    const Bytes bytes = GreyRow({511, -300}, 0);
+    const Bytes expectedScan = {0xFD, 0xFF, 0x00};
+    const size_t scanStart = bytes.size() - 2 - GreyRowScanBytes({511, -300});
+    ASSERT_TRUE(std::equal(expectedScan.begin(), expectedScan.end(), bytes.begin() + scanStart));
+    const Decoded d = DecodeBytes(bytes, "stuffed.jpg");
+    ASSERT_TRUE(d.loaded) << d.text;
+    EXPECT_EQ(d.image->Row(0)[0], 192);  // 128 + 511 / 8 rounded
+    EXPECT_EQ(d.image->Row(7)[15], 91);  // 128 - 300 / 8 rounded up
 }
 
 TEST_F(JpegRestarts, TruncatedEntropyDataDecodesFromZeroBits) {

@@ -137,6 +137,21 @@ TEST(JpegUpsampling, GenericVerticalReplicationReadsEveryFifthRow) {
     EXPECT_TRUE(e.CanaryIntact());
 }
 
+TEST(JpegUpsampling, AOneComponentPictureWithAGapToFillIsRefused) {
+    // Only reachable with a state whose largest factor exceeds the one
+    // component's: the frame header alone cannot make one.
+    const int unsampled[3][2] = {{1, 1}, {1, 1}, {1, 1}};
+    ExpandState e(2, 1, unsampled, 16, 8, false);
+    e.state.componentCount = 1;
+    ClearError();
+    EXPECT_FALSE(PostExpand(&e.state));
+    EXPECT_STREQ(g_errorPlace, "PostExpand");
+    EXPECT_STREQ(g_errorText,
+                 "Subsampled grayscale not supported, Why would anyone do such a stupid thing?");
+    e.state.components[0]->h = 2;
+    EXPECT_TRUE(PostExpand(&e.state));
+}
+
 TEST(JpegUpsampling, ComponentCountsOtherThanOneOrThreeAreRefused) {
     ExpandState e(1, 1, k440, 8, 8, false);
     e.state.componentCount = 2;

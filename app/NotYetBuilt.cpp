@@ -1,11 +1,10 @@
-// The index window, uninstalling, clipboard, printing and the
-// properties sheet are not part of this build yet. Each entry point says so
-// through the error report (the viewer shows it); the index and uninstall
-// roles end the process quietly. Their own sources replace these lines.
+// Uninstalling, clipboard, printing and the properties sheet are not part of
+// this build yet. Each entry point says so through the error report (the
+// viewer shows it); the uninstall role ends the process quietly. Their own
+// sources replace these lines.
 #include "app/Seams.h"
 #include "core/Error.h"
 
-void IndexWindowMain(HINSTANCE, const char*) {}
 void UninstallProgram(HINSTANCE) {}
 bool vte_Clipboard(HWND, Image*) {
     return SetError("vte_Clipboard()", "Clipboard export is not available yet");

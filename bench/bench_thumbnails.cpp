@@ -69,8 +69,8 @@ bool MakeThumbnail(const char* path, int boxWidth, int boxHeight) {
 }
 
 bool RunDjpeg(const char* path) {
-    const char* arguments[] = {VANTIREL_DJPEG, "-scale", "1/8", "-outfile", "/dev/null", path,
-                               nullptr};
+    const char* arguments[] = {VANTIREL_DJPEG, "-scale", "1/8",  "-outfile",
+                               "/dev/null",    path,     nullptr};
     pid_t child = 0;
     if (posix_spawn(&child, VANTIREL_DJPEG, nullptr, nullptr, const_cast<char**>(arguments),
                     environ) != 0)

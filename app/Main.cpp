@@ -14,6 +14,8 @@
 #include "app/Seams.h"
 #include "app/SettingsStore.h"
 #include "app/ViewerWindow.h"
+#include "core/Error.h"
+#include "core/Platform.h"
 #include "display/DisplayCaps.h"
 #include "display/ProgressDialog.h"
 
@@ -37,7 +39,9 @@ int WINAPI WinMain(HINSTANCE instance, HINSTANCE, LPSTR, int) {
     const char* argument = count > 1 ? arguments[1] : nullptr;
     switch (RoleOf(argument)) {
         case StartRole::Uninstall:
-            UninstallProgram(instance);
+            // Returning means it was not carried out; declining says nothing.
+            if (!UninstallProgram(instance) && g_errorPlace[0])
+                platform::ShowMessage(g_errorPlace, g_errorText);
             break;
         case StartRole::Index:
             IndexWindowMain(instance, argument);

@@ -6,17 +6,19 @@
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>
 
+#include "display/vte_Clipboard.h"  // vte_Clipboard
+#include "display/vte_Printer.h"    // vte_Printer
+
 class Image;
 
 // The index window for the directory of `path` (a path ending in index.vti);
 // returns when the window has closed.
 void IndexWindowMain(HINSTANCE instance, const char* path);
-// Removes the program's registry entries and files ("-UNINSTALL").
-void UninstallProgram(HINSTANCE instance);
-// Copies the picture to the clipboard as a packed device-independent bitmap.
-bool vte_Clipboard(HWND window, Image* image);
-// Prints the picture, one page.
-bool vte_Printer(HWND window, Image* image);
+// Removes the program's registry entries and files ("-UNINSTALL"). Carried
+// out, it ends the process with exit code 0; it returns false when the user
+// declines (error report empty) or the batch file cannot be written (error
+// report filled).
+bool UninstallProgram(HINSTANCE instance);
 // The properties sheet: picture, display and system information, options.
 // A viewer passes its picture and gets the "Viewer" information page first;
 // an index window passes null and gets the "Index" options page instead.

@@ -2,7 +2,6 @@
 
 #include <cstring>
 
-#include "app/Installation.h"
 #include "core/Platform.h"
 #include "display/DisplayCaps.h"
 
@@ -41,7 +40,7 @@ void FillFirstInstance(SettingsBlock* block, const SettingsLocation& location) {
     if (RegCreateKeyExA(HKEY_CURRENT_USER, location.keyPath, 0, nullptr, REG_OPTION_NON_VOLATILE,
                         KEY_ALL_ACCESS, nullptr, &key, &disposition) != ERROR_SUCCESS)
         key = nullptr;
-    CheckInstallation(key, g_shellAware);
+    location.installationCheck(key, g_shellAware);
     // Without the key every field stays zero, defaults included (the
     // thumbnails are then 0 by 0): kept as the program always behaved.
     if (!key) return;
@@ -154,6 +153,25 @@ bool WriteKeyDefault(HKEY root, const char* keyPath, const char* text) {
         return true;
     platform::ShowMessage("Can't write key to the Registry", keyPath);
     return false;
+}
+
+bool DeleteRegistryTree(HKEY root, const char* keyPath) {
+    HKEY key = nullptr;
+    if (RegOpenKeyExA(root, keyPath, 0, KEY_ALL_ACCESS, &key) != ERROR_SUCCESS) return false;
+    // Deleting one subkey renumbers the rest; a subkey that stays is skipped
+    // so the walk always ends.
+    DWORD index = 0;
+    char name[MAX_PATH + 1];
+    while (RegEnumKeyA(key, index, name, sizeof name) == ERROR_SUCCESS) {
+        if (!DeleteRegistryTree(key, name)) ++index;
+    }
+    RegCloseKey(key);
+    return RegDeleteKeyA(root, keyPath) == ERROR_SUCCESS;
+}
+
+bool HasSubkeys(HKEY key) {
+    char name[MAX_PATH + 1];
+    return RegEnumKeyA(key, 0, name, sizeof name) == ERROR_SUCCESS;
 }
 
 void EnterAllColoursMode() {

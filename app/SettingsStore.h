@@ -7,6 +7,7 @@
 
 #include <cstdint>
 
+#include "app/Installation.h"
 #include "app/SettingsValues.h"
 
 // What start-up keeps for the whole run.
@@ -17,11 +18,18 @@ struct InstanceRecord {
     SettingsBlock* previousSettings;  // where g_settings pointed before
 };
 
+// The installation check the first instance runs with the settings key
+// (null when it could not be opened) and whether the shell is the newer one.
+using InstallationCheck = void (*)(HKEY settingsKey, bool shellAware);
+
 // Where the store lives. The program uses the defaults; tests pass names of
-// their own so they never share a section or key with a running program.
+// their own so they never share a section or key with a running program,
+// and a check of their own, since the program's would greet them and
+// register the test program.
 struct SettingsLocation {
     const char* sectionName = kSettingsSectionName;
     const char* keyPath = kSettingsKeyPath;
+    InstallationCheck installationCheck = CheckInstallation;
 };
 
 // Creates or opens the section and points g_settings at it. The first
@@ -55,6 +63,11 @@ LONG ReadKeyDefault(HKEY root, const char* keyPath, char* destination, LONG size
 // Sets a key's default value as REG_SZ; failure says "Can't write key to the
 // Registry" with the key path.
 bool WriteKeyDefault(HKEY root, const char* keyPath, const char* text);
+// Deletes a key with everything below it; false when it could not be opened
+// or something in it could not be deleted.
+bool DeleteRegistryTree(HKEY root, const char* keyPath);
+// True when the open key has at least one subkey.
+bool HasSubkeys(HKEY key);
 
 // The all-colours mode of a palette display: the first window to enter takes
 // the whole system palette (the 20 system colours become black and white),

@@ -92,8 +92,8 @@ int main(int argc, char** argv) {
     if (argc > 1)
         prepare = "convert '" + std::string(argv[1]) + "' -depth 8 " + ppm;
     else
-        prepare = "convert " VANTIREL_SOURCE_DIR
-                  "/../shared/corpus/jpeg/pillow-flower.jpg "
+        prepare = "convert " VANTIREL_CORPUS_DIR
+                  "/jpeg/pillow-flower.jpg "
                   "-resize 4000x3000! -depth 8 " +
                   ppm;
     if (std::system(prepare.c_str()) != 0) {

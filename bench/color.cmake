@@ -3,5 +3,5 @@
 find_program(VANTIREL_MAGICK_CONVERT convert)
 if(VANTIREL_MAGICK_CONVERT)
   vantirel_benchmark(bench_color bench_color.cpp)
-  target_compile_definitions(bench_color PRIVATE VANTIREL_SOURCE_DIR="${CMAKE_SOURCE_DIR}")
+  target_compile_definitions(bench_color PRIVATE VANTIREL_CORPUS_DIR="${VANTIREL_CORPUS_DIR}")
 endif()

@@ -64,7 +64,8 @@ int CommandInfo(const Arguments& args) {
     int status = kExitOk;
     for (const std::string& file : options.files) {
         SetCurrentFile(file.c_str());
-        std::unique_ptr<Progress> progress(TerminalProgress::OpenIfTerminal(file.c_str(), "Opening"));
+        std::unique_ptr<Progress> progress(
+            TerminalProgress::OpenIfTerminal(file.c_str(), "Opening"));
         ImageImpFile imp(file.c_str(), progress.get(), options.probe);
         progress.reset();
         if (!imp.ready) {

@@ -83,6 +83,13 @@ void HorizontalPass(const uint8_t* source, int sourceWidth, uint8_t* out, int wi
     out[2] = out[-1];
 }
 
+}  // namespace
+
+int32_t BicubicWeight(int tap, int fraction) {
+    return KernelWeights().tap[tap & 3][fraction & 255];
+}
+
+namespace {
 void Resample24(Image* destination, const Image* source, Progress* progress) {
     const int width = destination->width;
     const int height = destination->height;

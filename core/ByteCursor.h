@@ -14,7 +14,9 @@ public:
     size_t Size() const { return size_; }
     size_t Position() const { return position_; }
     void Seek(size_t position) { position_ = position; }
-    void Skip(size_t count) { position_ = count > SIZE_MAX - position_ ? SIZE_MAX : position_ + count; }
+    void Skip(size_t count) {
+        position_ = count > SIZE_MAX - position_ ? SIZE_MAX : position_ + count;
+    }
     size_t Remaining() const { return position_ < size_ ? size_ - position_ : 0; }
     bool AtEnd() const { return position_ >= size_; }
     bool Overrun() const { return overrun_; }

@@ -5,11 +5,29 @@
 
 #include "core/Platform.h"
 
+namespace {
+void* HeapPalette(size_t bytes) { return std::malloc(bytes); }
+PaletteAllocator g_paletteAllocator = HeapPalette;
+}  // namespace
+
+PaletteAllocator SetPaletteAllocator(PaletteAllocator allocator) {
+    const PaletteAllocator previous = g_paletteAllocator;
+    g_paletteAllocator = allocator ? allocator : HeapPalette;
+    return previous;
+}
+
 Image::Image(int w, int h, int rowStride, int rows, const uint8_t* sourcePalette, int bitsPerPixel)
-    : fileName(nullptr), palette(nullptr), width(w), height(h), depth(0), stride(rowStride),
-      pixels(nullptr), className("Image"), pixelBytes(0) {
+    : fileName(nullptr),
+      palette(nullptr),
+      width(w),
+      height(h),
+      depth(0),
+      stride(rowStride),
+      pixels(nullptr),
+      className("Image"),
+      pixelBytes(0) {
     if (sourcePalette) {
-        palette = static_cast<uint8_t*>(std::malloc(kPaletteBlockBytes));
+        palette = static_cast<uint8_t*>(g_paletteAllocator(kPaletteBlockBytes));
         if (palette) {
             std::memcpy(palette, sourcePalette, kPaletteBytes);
             std::memset(palette + kPaletteBytes, 0, kPaletteBlockBytes - kPaletteBytes);

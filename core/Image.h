@@ -60,6 +60,12 @@ protected:
     size_t pixelBytes;
 };
 
+// Where palette blocks come from: the ordinary heap (std::malloc; the record
+// frees its block with std::free). Tests put in an allocator that fails, to
+// see a record carry on without a palette. Returns the previous allocator.
+using PaletteAllocator = void* (*)(size_t bytes);
+PaletteAllocator SetPaletteAllocator(PaletteAllocator allocator);
+
 // Points at the file-name part of a path: after the last backslash, slash or
 // colon. (Forward slashes count too so POSIX paths behave.)
 const char* FileNamePart(const char* path);

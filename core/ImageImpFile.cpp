@@ -46,7 +46,8 @@ bool ApplyColourModel(ImageImpFile* imp) {
         case kColourGrey:
         case kColourGreyInverted:
             if (!imp->palette) imp->palette = AllocPaletteBlock();
-            if (imp->palette) FillGreyRamp(imp->palette, imp->depth, imp->colourModel == kColourGreyInverted);
+            if (imp->palette)
+                FillGreyRamp(imp->palette, imp->depth, imp->colourModel == kColourGreyInverted);
             break;
         case kColourYIQ:
             platform::Warning("Note! Can't convert YIQ colorspace!");
@@ -85,10 +86,29 @@ bool Identify(ImageImpFile* imp, const char* extension, bool matching) {
 uint8_t* AllocPaletteBlock() { return static_cast<uint8_t*>(std::calloc(1, kPaletteBlockBytes)); }
 
 ImageImpFile::ImageImpFile(const char* filePath, Progress* progress, bool probeAll)
-    : ready(false), data(nullptr), size(0), width(0), height(0), depth(0), stride(-1), rows(-1),
-      width2(-1), height2(-1), stride2(-1), rows2(-1), colourModel(kColourUnstated),
-      description(""), compression("Raw"), palette(nullptr), rowLoader(nullptr),
-      rowLoader2(nullptr), scratch{}, fileHandle(0), mappingHandle(0), view(nullptr), path{},
+    : ready(false),
+      data(nullptr),
+      size(0),
+      width(0),
+      height(0),
+      depth(0),
+      stride(-1),
+      rows(-1),
+      width2(-1),
+      height2(-1),
+      stride2(-1),
+      rows2(-1),
+      colourModel(kColourUnstated),
+      description(""),
+      compression("Raw"),
+      palette(nullptr),
+      rowLoader(nullptr),
+      rowLoader2(nullptr),
+      scratch{},
+      fileHandle(0),
+      mappingHandle(0),
+      view(nullptr),
+      path{},
       fileName(path) {
     ReportStatus(progress, "Opening", 0, 100);
     std::strncpy(path, filePath, kImpPathSize - 1);
@@ -158,8 +178,8 @@ bool Load(ImageImpFile* imp, Image* destination, Progress* progress, bool newIma
             return SetError("Load", "Destination bitmap of wrong size");
     } else {
         decode = imp->rowLoader2;
-        intermediate = std::make_unique<Image>(imp->width2, imp->height2, imp->stride2,
-                                               imp->rows2, imp->palette, imp->depth);
+        intermediate = std::make_unique<Image>(imp->width2, imp->height2, imp->stride2, imp->rows2,
+                                               imp->palette, imp->depth);
         target = intermediate.get();
     }
     if (!decode) return SetError("Load", "Error: vti_IHI not called");

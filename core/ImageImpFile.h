@@ -23,8 +23,8 @@ using RowLoader = bool (*)(ImageImpFile* imp, Image* destination, Progress* prog
 // Colour model codes a reader may announce.
 enum ColourModel : int32_t {
     kColourUnstated = 0,
-    kColourAsStored = 1,  // palette or RGB as stored
-    kColourGrey = 2,      // 0 = black
+    kColourAsStored = 1,      // palette or RGB as stored
+    kColourGrey = 2,          // 0 = black
     kColourGreyInverted = 3,  // 0 = white
     kColourYCbCr = 4,
     kColourYIQ = 5,
@@ -57,7 +57,7 @@ struct ImageImpFile {
     const char* compression;
     uint8_t* palette;  // 772-byte block of 256 red, green, blue triples, or null
     RowLoader rowLoader;
-    RowLoader rowLoader2;  // null: same as rowLoader
+    RowLoader rowLoader2;   // null: same as rowLoader
     uintptr_t scratch[10];  // the chosen reader's, between identify and load
     platform::Handle fileHandle;
     platform::Handle mappingHandle;

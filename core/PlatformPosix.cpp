@@ -37,9 +37,7 @@ MapStatus MapWholeFile(const char* path, Handle* file, Handle* mapping, const ui
     return MapStatus::Ok;
 }
 
-void UnmapView(const uint8_t* view, uint32_t size) {
-    ::munmap(const_cast<uint8_t*>(view), size);
-}
+void UnmapView(const uint8_t* view, uint32_t size) { ::munmap(const_cast<uint8_t*>(view), size); }
 
 void CloseMapping(Handle) {}
 

@@ -51,8 +51,8 @@ bool ReadWholeFile(const char* path, std::vector<char>* bytes) {
 }
 
 Handle CreateFileForWriting(const char* path) {
-    HANDLE h = CreateFileA(path, GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL,
-                           nullptr);
+    HANDLE h =
+        CreateFileA(path, GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
     return h == INVALID_HANDLE_VALUE ? 0 : FromHandle(h);
 }
 
@@ -85,7 +85,8 @@ void EndProcess(int code) { ExitProcess(static_cast<UINT>(code)); }
 
 bool FillWhite(void* deviceContext, int x, int y, int width, int height) {
     RECT area = {x, y, x + width, y + height};
-    FillRect(static_cast<HDC>(deviceContext), &area, static_cast<HBRUSH>(GetStockObject(WHITE_BRUSH)));
+    FillRect(static_cast<HDC>(deviceContext), &area,
+             static_cast<HBRUSH>(GetStockObject(WHITE_BRUSH)));
     return true;
 }
 

@@ -1,8 +1,19 @@
 #include "formats/ReaderRows.h"
 
+#include <cstdlib>
 #include <cstring>
 
 #include "core/Image.h"
+#include "core/Platform.h"
+
+ScratchBlock::ScratchBlock(uint64_t bytes) : data_(nullptr), size_(0) {
+    if (bytes > SIZE_MAX / 2) platform::FatalExit("EXIT: Out of memory");
+    size_ = static_cast<size_t>(bytes);
+    data_ = static_cast<uint8_t*>(std::calloc(size_ ? size_ : 1, 1));
+    if (!data_) platform::FatalExit("EXIT: Out of memory");
+}
+
+ScratchBlock::~ScratchBlock() { std::free(data_); }
 
 const uint8_t* SourceBytes(const uint8_t* source, size_t size, uint64_t offset, size_t need,
                            std::vector<uint8_t>* spare) {

@@ -16,6 +16,24 @@ inline int32_t SaturatedInt32(uint64_t value) {
     return value > INT32_MAX ? INT32_MAX : static_cast<int32_t>(value);
 }
 
+// A zeroed scratch block for a reader's unpacked data. Its size comes from
+// the file, so it is taken in 64 bits; a block the system cannot give ends
+// the program through the out-of-memory exit, as a pixel block does, and
+// never in a smaller block or a thrown exception.
+class ScratchBlock {
+public:
+    explicit ScratchBlock(uint64_t bytes);
+    ~ScratchBlock();
+    ScratchBlock(const ScratchBlock&) = delete;
+    ScratchBlock& operator=(const ScratchBlock&) = delete;
+    uint8_t* data() { return data_; }
+    size_t size() const { return size_; }
+
+private:
+    uint8_t* data_;
+    size_t size_;
+};
+
 // `need` bytes from `offset` of a source of `size` bytes: the source itself
 // when they are all there, else a copy of what there is, padded with zeros.
 const uint8_t* SourceBytes(const uint8_t* source, size_t size, uint64_t offset, size_t need,

@@ -1,6 +1,7 @@
 #include "formats/TiffLzw.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 namespace {
@@ -9,6 +10,9 @@ constexpr unsigned kEndOfInformation = 257;
 constexpr unsigned kFirstFreeCode = 258;
 constexpr unsigned kTableSize = 4096;
 constexpr unsigned kMaximumWidth = 12;
+// Codes a stream may read beyond two per byte of output room (see the
+// header): enough for any run of clear codes a writer might make.
+constexpr size_t kSpareCodes = 64;
 
 // Every string in the table is also somewhere in the output already: a new
 // entry is the previous string followed by the first byte of the current
@@ -20,6 +24,16 @@ struct Entry {
     const uint8_t* start;
     uint32_t length;
 };
+
+// Eight bytes as one big-endian number, in one load.
+inline uint64_t BigEndian64(const uint8_t* bytes) {
+    uint64_t word;
+    std::memcpy(&word, bytes, 8);
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    word = __builtin_bswap64(word);
+#endif
+    return word;
+}
 
 // MSB-first bit reader. The top `count` bits of `buffer` are the next input
 // bits; bytes past the end of the input are never read.
@@ -48,8 +62,7 @@ public:
 private:
     void Refill() {
         if (end_ - next_ >= 8) {
-            uint64_t word = 0;
-            for (int i = 0; i < 8; ++i) word = (word << 8) | next_[i];
+            const uint64_t word = BigEndian64(next_);
             // Whole bytes that fit are taken; the bits of a partly fitting
             // byte are or-ed in again, unchanged, by the next refill.
             buffer_ |= word >> count_;
@@ -122,15 +135,20 @@ const uint8_t* TiffLzwDecode(uint8_t* destination, uint8_t* destinationEnd, cons
         return fits == length;
     };
 
+    const size_t room = static_cast<size_t>(destinationEnd - destination);
+    size_t codesLeft = room > (SIZE_MAX - kSpareCodes) / 2 ? SIZE_MAX : 2 * room + kSpareCodes;
+
     unsigned code;
     for (;;) {
+        if (codesLeft-- == 0) break;
         if (!bits.Read(width, &code)) return sourceEnd;
         if (code == kEndOfInformation) break;
-        if (code == kClearCode) {
+        if (__builtin_expect(code == kClearCode, 0)) {
             width = 9;
             mask = 511;
             nextCode = kFirstFreeCode;
             do {
+                if (codesLeft-- == 0) return bits.Position();
                 if (!bits.Read(width, &code)) return sourceEnd;
             } while (code == kClearCode);
             if (code == kEndOfInformation) break;
@@ -144,12 +162,12 @@ const uint8_t* TiffLzwDecode(uint8_t* destination, uint8_t* destinationEnd, cons
 
         uint8_t* const here = out;
         uint32_t length;
-        if (code < nextCode) {
-            if (code < 256) {
-                if (out >= destinationEnd) break;
-                *out++ = static_cast<uint8_t>(code);
-                length = 1;
-            } else {
+        if (code < 256) {
+            if (out >= destinationEnd) break;
+            *out++ = static_cast<uint8_t>(code);
+            length = 1;
+        } else if (code < nextCode) {
+            {
                 const Entry& entry = table[code];
                 if (!put(entry.start, entry.length)) break;
                 length = entry.length;

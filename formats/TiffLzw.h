@@ -12,6 +12,11 @@
 // clear code goes on with the table as it is), output never goes at or past
 // destinationEnd, and input is never read at or past sourceEnd. Decoding
 // stops at the first code that does not fit in the output (what fits is
-// written) and when the input runs out (sourceEnd is returned then).
+// written), when the input runs out (sourceEnd is returned then), and after
+// twice as many codes as the output has bytes, plus 64: every code but a
+// clear or the end code writes at least one byte, and a clear is followed
+// by one that does, so no stream that fills its output needs more. (A run
+// of clear codes that long decodes nothing; on a damaged file whose strips
+// all point at it, reading it again for every strip would only cost time.)
 const uint8_t* TiffLzwDecode(uint8_t* destination, uint8_t* destinationEnd, const uint8_t* source,
                              const uint8_t* sourceEnd);

@@ -24,12 +24,12 @@ struct IconChoice {
     uint32_t offset = 0;
 };
 
-// Walks at most the first 8 directory entries; an entry replaces the current
-// choice when its width, height and bit count are each at least as large, so
-// ties go to the later entry.
-IconChoice ChooseIcon(const ByteCursor& file, unsigned count) {
+// Walks at most the first 8 directory entries (16 bytes each from
+// `directory`); an entry replaces the current choice when its width, height
+// and bit count are each at least as large, so ties go to the later entry.
+IconChoice ChooseIcon(const ByteCursor& file, size_t directory, unsigned count) {
     auto entry = [&](unsigned i) {
-        const size_t at = 6 + 16 * static_cast<size_t>(i);
+        const size_t at = directory + 16 * static_cast<size_t>(i);
         IconChoice e;
         e.width = file.ByteAt(at);
         e.height = file.ByteAt(at + 1);
@@ -87,7 +87,7 @@ bool vti_BMP(ImageImpFile* imp) {
     } else {
         const unsigned type = file.LE16At(base + 2);
         if (type != 1 && type != 2) return SetError(kPlace, "Not an icon/cursor file");
-        const IconChoice icon = ChooseIcon(file, file.LE16At(base + 4));
+        const IconChoice icon = ChooseIcon(file, base + 6, file.LE16At(base + 4));
         if (static_cast<int64_t>(icon.offset) >= static_cast<int64_t>(imp->size) - 40)
             return SetError(kPlace, "Not a valid Icon/Cursor file");
         // The directory gives the size: the info header's height counts both
@@ -155,13 +155,18 @@ void LoadUncompressed(ImageImpFile* imp, Image* image, uint32_t pixelOffset) {
     // The source row size truncates the bit count before padding, so rows
     // whose bits do not fill whole bytes can come out one 32-bit word short
     // (1-bit rows of 33 pixels are 4 bytes). Files are read with exactly this
-    // step.
-    const size_t rowSize =
-        (static_cast<size_t>(static_cast<uint64_t>(static_cast<uint32_t>(image->width)) *
-                             static_cast<unsigned>(depth) / 8) + 3) & ~static_cast<size_t>(3);
+    // step. The width is a signed number: the few negative widths that get
+    // this far (-7 to -1, whose stride rounds to 0) give rows of no bytes.
+    const int64_t signedRowSize =
+        (static_cast<int64_t>(image->width) * depth / 8 + 3) & ~static_cast<int64_t>(3);
+    if (signedRowSize <= 0) return;
+    const size_t rowSize = static_cast<size_t>(signedRowSize);
     const int expansion = depth == 1 ? 8 : depth == 4 ? 2 : 1;
     if (depth != 1 && depth != 4 && depth != 8 && depth != 24) return;  // pixels left as they are
-    std::vector<uint8_t> unpacked(rowSize * static_cast<size_t>(expansion));
+    // No row can bring more bytes than the file holds: a header announcing a
+    // huge width must not cost a huge buffer.
+    const size_t unpackBytes = std::min<size_t>(rowSize, imp->size);
+    std::vector<uint8_t> unpacked(unpackBytes * static_cast<size_t>(expansion));
 
     // The file stores rows bottom-up: the last source row is picture row 0.
     for (int row = 0; row < image->height; ++row) {

@@ -176,7 +176,7 @@ constexpr unsigned kTableSize = 1u << kMaxCodeWidth;
 // from there rather than rebuilt through a prefix chain. The source always
 // ends at or before `to`; whole 8-byte words are moved while there is room,
 // and the bytes a word carries past the string are overwritten by the next
-// string.
+// string (or, after the last one, cleared again: see DecodeLzw).
 inline void CopyString(uint8_t* out, size_t from, size_t to, size_t length, size_t capacity) {
     if (to + length + 8 <= capacity) {
         for (size_t i = 0; i < length; i += 8) {
@@ -242,14 +242,15 @@ void DecodeLzw(const uint8_t* data, size_t size, size_t dataAt, int depth, uint8
                 codeWidth = minimumCodeSize + 1;
                 codeMask = (1u << codeWidth) - 1;
                 freeCode = clearCode + 2;
+                bool clearsForEver = false;
                 do {
                     code = readCode();
                     // Once the data has run out every code reads as all ones;
                     // for a minimum code size of 0 that is the clear code
                     // again, for ever.
-                    if (code == clearCode && minimumCodeSize == 0 && source.Exhausted()) return;
-                } while (code == clearCode);
-                if (code == endCode) break;
+                    clearsForEver = code == clearCode && minimumCodeSize == 0 && source.Exhausted();
+                } while (code == clearCode && !clearsForEver);
+                if (code == endCode || clearsForEver) break;
             }
             // The first code after a clear (or of a stream that does not
             // begin with one) is output as a single pixel.
@@ -295,6 +296,11 @@ void DecodeLzw(const uint8_t* data, size_t size, size_t dataAt, int depth, uint8
         previousStart = here;
         previousLength = emitted;
     }
+    // The last word-wise copy may have carried up to 7 bytes of earlier
+    // output past the last string. The block was all zeros there before (a
+    // new pixel block, or a zeroed temporary one), so a stream that ends
+    // before the picture is full leaves the rest of it blank.
+    std::memset(out + written, 0, std::min<size_t>(8, capacity - written));
 }
 
 // The four passes of an interlaced GIF: starting row and step.

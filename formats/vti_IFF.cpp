@@ -3,6 +3,7 @@
 // PBM (chunky pixels). Bodies are raw or ByteRun1.
 #include <algorithm>
 #include <cstring>
+#include <memory>
 #include <vector>
 
 #include "core/ByteCursor.h"
@@ -119,14 +120,15 @@ bool LoadInterchange(ImageImpFile* imp, Image* image, Progress* progress) {
 
     const uint8_t* source = imp->data + bodyAt;
     size_t sourceSize = imp->size - bodyAt;
-    std::vector<uint8_t> unpacked;
+    std::unique_ptr<ScratchBlock> unpacked;
     if (imp->scratch[kScratchCompressed]) {
-        unpacked.assign((planeRowWidth * static_cast<size_t>(height) * rowPlanes + 7) / 8, 0);
+        unpacked = std::make_unique<ScratchBlock>(
+            (uint64_t{planeRowWidth} * static_cast<uint64_t>(height) * rowPlanes + 7) / 8);
         ReportStatus(progress, "Decompressing", 0, 100);
-        PackBitsDecode(unpacked.data(), unpacked.data() + unpacked.size(), source,
-                       imp->data + imp->size, unpacked.size());
-        source = unpacked.data();
-        sourceSize = unpacked.size();
+        PackBitsDecode(unpacked->data(), unpacked->data() + unpacked->size(), source,
+                       imp->data + imp->size, unpacked->size());
+        source = unpacked->data();
+        sourceSize = unpacked->size();
     }
 
     std::vector<uint8_t> spare;

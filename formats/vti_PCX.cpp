@@ -3,6 +3,7 @@
 // three 8-bit planes; raw or PCX run-length encoded.
 #include <algorithm>
 #include <cstring>
+#include <memory>
 #include <vector>
 
 #include "core/ByteCursor.h"
@@ -140,30 +141,50 @@ bool LoadPaintbrush(ImageImpFile* imp, Image* image, Progress* progress) {
 
     const uint8_t* data = imp->data + std::min<size_t>(imp->size, kHeaderBytes);
     size_t dataLength = imp->scratch[kScratchDataLength];
-    std::vector<uint8_t> decoded;
+    std::unique_ptr<ScratchBlock> decoded;
     if (imp->scratch[kScratchRunLength]) {
-        decoded.assign(lineBytes * static_cast<size_t>(height) * 3, 0);
-        DecodeRunLength(data, dataLength, decoded.data(), decoded.size());
-        data = decoded.data();
-        dataLength = decoded.size();
+        // Room for three times the scan lines, as this reader has always
+        // given, but never more than the data can unpack to: two bytes make
+        // at most 63, one byte one. (Bytes per line is a header field of its
+        // own, so the scan lines alone could ask for gigabytes of a small
+        // file.) What the data does not reach reads as zeros either way.
+        const uint64_t lines = static_cast<uint64_t>(lineBytes) * static_cast<uint64_t>(height) * 3;
+        decoded =
+            std::make_unique<ScratchBlock>(std::min<uint64_t>(lines, uint64_t{32} * dataLength));
+        DecodeRunLength(data, dataLength, decoded->data(), decoded->size());
+        data = decoded->data();
+        dataLength = decoded->size();
         ReportProgress(progress, 50, 100);
     }
 
     std::vector<uint8_t> spare;
+    std::vector<uint8_t> planeBytes;
     RowWriter writer(image);
+    const size_t stride = static_cast<size_t>(std::max(image->stride, 0));
     for (int row = 0; row < height; ++row) {
         const uint64_t at = static_cast<uint64_t>(row) * lineBytes;
         if (bits == 1) {
-            // bytesPerLine * 8 pixels, planes one after the other in the line.
-            const size_t pixels = bytesPerLine * 8;
-            const uint8_t* in = SourceBytes(data, dataLength, at, lineBytes, &spare);
-            uint8_t* out = writer.Begin(row, pixels);
-            BitPlanesToIndices(out, in, static_cast<int>(pixels), static_cast<int>(planes),
-                               static_cast<ptrdiff_t>(bytesPerLine));
+            // bytesPerLine * 8 pixels, planes one after the other in the
+            // line. A row runs on into the next, which overwrites it from
+            // its own start: so only the part up to there is converted (for
+            // the last row, as far as the pixel block goes). Bytes per line
+            // is a header field of its own and may make a scan line far
+            // longer than the picture is wide.
+            const size_t reach = row + 1 < height ? stride : image->BytesFromRow(row);
+            const size_t perPlane = std::min(bytesPerLine, (reach + 7) / 8);
+            planeBytes.resize(perPlane * planes);
+            for (unsigned plane = 0; plane < planes; ++plane) {
+                const uint8_t* in = SourceBytes(
+                    data, dataLength, at + uint64_t{plane} * bytesPerLine, perPlane, &spare);
+                std::memcpy(planeBytes.data() + plane * perPlane, in, perPlane);
+            }
+            uint8_t* out = writer.Begin(row, perPlane * 8);
+            BitPlanesToIndices(out, planeBytes.data(), static_cast<int>(perPlane * 8),
+                               static_cast<int>(planes), static_cast<ptrdiff_t>(perPlane));
             writer.Commit();
         } else if (planes == 3) {
             // The planes are width bytes apart, whatever bytes-per-line says.
-            const size_t need = std::max(lineBytes, 3 * static_cast<size_t>(width));
+            const size_t need = 3 * static_cast<size_t>(width);
             const uint8_t* in = SourceBytes(data, dataLength, at, need, &spare);
             uint8_t* out = writer.Begin(row, 3 * static_cast<size_t>(width));
             PlanesToPixels(out, in, width, width);

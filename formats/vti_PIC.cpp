@@ -119,7 +119,7 @@ bool LoadPictor(ImageImpFile* imp, Image* image, Progress* progress) {
     const int height = std::max(image->height, 0);
     const size_t announcedStride = static_cast<size_t>(std::max(imp->stride, 0));
     const size_t rowBytes = announcedStride * bits / 8;
-    const size_t bufferBytes = rowBytes * static_cast<size_t>(height);
+    const uint64_t bufferBytes = uint64_t{rowBytes} * static_cast<uint64_t>(height);
     ByteCursor source(imp->data, imp->size, imp->scratch[kScratchDataOffset]);
     ReportStatus(progress, "Decoding RLE", 0, 100);
 
@@ -130,7 +130,7 @@ bool LoadPictor(ImageImpFile* imp, Image* image, Progress* progress) {
             DecodeBlocks(&source, image->pixels, bufferBytes);
             CopyRows(image->pixels, image->stride, image->pixels, static_cast<int>(rowBytes), height);
         } else {
-            std::vector<uint8_t> buffer(bufferBytes, 0);
+            ScratchBlock buffer(bufferBytes);
             DecodeBlocks(&source, buffer.data(), buffer.size());
             for (int row = 0; row < height; ++row)
                 PutBytes(image, static_cast<uint64_t>(row) * image->stride, buffer.data() + row * rowBytes,
@@ -139,7 +139,7 @@ bool LoadPictor(ImageImpFile* imp, Image* image, Progress* progress) {
         return true;
     }
 
-    std::vector<uint8_t> buffer(bufferBytes, 0);
+    ScratchBlock buffer(bufferBytes);
     DecodeBlocks(&source, buffer.data(), buffer.size());
     ReportStatus(progress, "Converting", 60, 100);
     std::vector<uint8_t> spare;

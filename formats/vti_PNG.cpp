@@ -18,6 +18,7 @@
 #include "core/Progress.h"
 #include "formats/PngFilters.h"
 #include "formats/PngInflate.h"
+#include "formats/ReaderRows.h"
 #include "formats/Readers.h"
 
 namespace {
@@ -160,7 +161,7 @@ bool vti_PNG(ImageImpFile* imp) {
             imp->depth = colour ? 24 : static_cast<int32_t>(std::min(bitDepth, 8u));
             // Grey and palette pictures are one byte per pixel; the default
             // stride would be taken before the grey ramp exists.
-            imp->stride = colour ? static_cast<int32_t>(3u * width) : static_cast<int32_t>(width);
+            imp->stride = SaturatedInt32(colour ? 3 * uint64_t{width} : uint64_t{width});
             imp->colourModel =
                 (colourType == kGrey || colourType == kGreyAlpha) ? kColourGrey : kColourUnstated;
             imp->scratch[kScratchColourType] = colourType;
@@ -329,12 +330,15 @@ void SwapToBlueGreenRed(const uint8_t* in, uint8_t* out, size_t count) {
 void ConvertRow(const uint8_t* in, uint8_t* out, size_t count, unsigned colourType,
                 unsigned bitDepth) {
     if (bitDepth < 8) {
-        // Packed samples, most significant first.
+        // Packed samples, most significant first. Grey with alpha, which is
+        // taken at 1, 2 and 4 bits too, gives the grey sample of each pixel.
+        const size_t samples = SamplesPerPixel(colourType);
         const unsigned perByte = 8 / bitDepth;
         const unsigned mask = (1u << bitDepth) - 1;
         for (size_t i = 0; i < count; ++i) {
-            const unsigned shift = 8 - bitDepth * (static_cast<unsigned>(i % perByte) + 1);
-            out[i] = static_cast<uint8_t>((in[i / perByte] >> shift) & mask);
+            const size_t sample = i * samples;
+            const unsigned shift = 8 - bitDepth * (static_cast<unsigned>(sample % perByte) + 1);
+            out[i] = static_cast<uint8_t>((in[sample / perByte] >> shift) & mask);
         }
         return;
     }

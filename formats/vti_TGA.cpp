@@ -192,7 +192,7 @@ bool LoadTarga(ImageImpFile* imp, Image* image, Progress* progress) {
     RowWriter writer(image);
 
     if (runLength) {
-        const size_t packedBytes = pixels * bytesPerPixel;
+        const uint64_t packedBytes = uint64_t{pixels} * bytesPerPixel;
         if (bytesPerPixel == 1 || bytesPerPixel == 3) {
             // Straight into the pixel block as packed rows, then spread out to
             // the stride from the last row up. A block too small for the
@@ -203,14 +203,14 @@ bool LoadTarga(ImageImpFile* imp, Image* image, Progress* progress) {
                 DecodeRunLength(&source, image->pixels, image->PixelBytes(), pixels, bytesPerPixel);
                 CopyRows(image->pixels, image->stride, image->pixels, static_cast<int>(fileRow), height);
             } else {
-                std::vector<uint8_t> packed(packedBytes);
+                ScratchBlock packed(packedBytes);
                 DecodeRunLength(&source, packed.data(), packed.size(), pixels, bytesPerPixel);
                 for (int row = 0; row < height; ++row)
                     PutBytes(image, static_cast<uint64_t>(row) * image->stride,
                              packed.data() + row * fileRow, fileRow);
             }
         } else {
-            std::vector<uint8_t> packed(packedBytes);
+            ScratchBlock packed(packedBytes);
             DecodeRunLength(&source, packed.data(), packed.size(), pixels, bytesPerPixel);
             for (int row = 0; row < height; ++row) {
                 uint8_t* out = writer.Begin(row, imageRow);

@@ -15,6 +15,7 @@
 #include "core/RowUtils.h"
 #include "formats/PackBits.h"
 #include "formats/Predictor.h"
+#include "formats/ReaderRows.h"
 #include "formats/Readers.h"
 #include "formats/TiffLzw.h"
 
@@ -310,7 +311,10 @@ bool vti_TIF(ImageImpFile* imp) {
 
     // The announced stride is one byte per pixel for one-sample pictures
     // (whole source bytes expanded) and three for three-sample pictures.
-    const int64_t width = imp->width;
+    // The width field is unsigned; a stride too large for the record
+    // becomes the largest one, so such a picture ends in the out-of-memory
+    // path rather than in a small block.
+    const int64_t width = static_cast<uint32_t>(imp->width);
     int64_t stride;
     if (tiff.samplesPerPixel == 1) {
         if (tiff.planarConfiguration != 1) return SetError(kPlace, "Unsupported planar configuration");
@@ -328,7 +332,7 @@ bool vti_TIF(ImageImpFile* imp) {
             return SetError(kPlace, "Unsupported planar configuration");
         stride = width * 3;
     }
-    imp->stride = static_cast<int32_t>(stride);
+    imp->stride = SaturatedInt32(static_cast<uint64_t>(stride));
     imp->depth = static_cast<int32_t>(bitsPerPixel);
     StoreState(imp, tiff);
     return true;
@@ -453,17 +457,28 @@ bool LoadTiff(ImageImpFile* imp, Image* image, Progress* progress) {
 
     const uint8_t* const fileEnd = imp->data + imp->size;
     for (size_t i = 0; i < strips; ++i) {
-        // Strips may overrun into the next one's place; only the end of the
-        // whole buffer stops them.
         const uint64_t destinationAt = static_cast<uint64_t>(i) * stripBytes;
         uint8_t* destination = work + std::min<uint64_t>(destinationAt, workBytes);
         const uint64_t sourceAt = offsets[i];
         const uint8_t* source = imp->data + std::min<uint64_t>(sourceAt, imp->size);
         uint64_t end;  // where the strip's data ended, as an offset
         if (tiff.compression == kLzw) {
-            end = static_cast<uint64_t>(TiffLzwDecode(destination, workEnd, source, fileEnd) -
+            // LZW codes fill the strip's own place and no more: what a
+            // damaged strip describes beyond its rows is dropped, as libtiff
+            // drops it. A well-formed strip ends with its rows, so its end
+            // code is read all the same and the end address is the same.
+            // (Unbounded, a file of many strips that all point at one long
+            // stream would decode it over the rest of the picture for every
+            // strip.)
+            uint8_t* const stripEnd =
+                destination +
+                std::min<uint64_t>(stripBytes, static_cast<uint64_t>(workEnd - destination));
+            end = static_cast<uint64_t>(TiffLzwDecode(destination, stripEnd, source, fileEnd) -
                                         imp->data);
         } else if (tiff.compression == kPackBits) {
+            // The run that crosses the strip's count is written whole, into
+            // the next strip's place (which that strip then overwrites);
+            // only the end of the buffer stops it.
             end = static_cast<uint64_t>(
                 PackBitsDecode(destination, workEnd, source, fileEnd, stripBytes) - imp->data);
         } else {

@@ -14,12 +14,15 @@ namespace {
 void Silent(const char*, const char*) {}
 
 // Pictures bigger than this are not loaded: the pixel block of a fuzzed
-// header could be gigabytes, and an allocation the system refuses ends the
-// program by design.
+// header could be gigabytes, and an allocation the system refuses (as a
+// negative block size is) ends the program by design. Everything else is
+// loaded as the program would load it, negative widths and heights included.
 constexpr int64_t kMaxPixels = int64_t{1} << 24;
 
 bool Reasonable(int64_t width, int64_t height, int64_t stride, int64_t rows) {
-    return width > 0 && height > 0 && stride > 0 && rows >= 0 && width * height <= kMaxPixels &&
+    const int64_t w = width < 0 ? -width : width;
+    const int64_t h = height < 0 ? -height : height;
+    return stride >= 0 && rows >= -1 && w * h <= kMaxPixels && w <= kMaxPixels && h <= kMaxPixels &&
            (rows + 1) * stride <= 4 * kMaxPixels;
 }
 }  // namespace

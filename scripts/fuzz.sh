@@ -12,7 +12,7 @@ cmake -S . -B build-fuzz -G Ninja -DCMAKE_C_COMPILER=clang-14 -DCMAKE_CXX_COMPIL
 ninja -C build-fuzz
 seeds="$root/out/fuzz/seeds"
 mkdir -p "$seeds"
-find "$root/../shared/corpus" "$root/tests/data" -type f ! -name '*.tsv' ! -name '*.md' \
+find "${VANTIREL_CORPUS_DIR:-$root/../shared/corpus}" "$root/tests/data" -type f ! -name '*.tsv' ! -name '*.md' \
   -exec cp -t "$seeds" {} + 2>/dev/null || true
 for target in build-fuzz/fuzz/fuzz_*; do
   [[ -x "$target" ]] || continue

@@ -10,7 +10,8 @@ test_packages=(googletest libgtest-dev
   mingw-w64 g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix libz-mingw-w64-dev
   wine wine64 xvfb xdotool x11-apps
   imagemagick netpbm libjpeg-turbo-progs libtiff-tools giflib-tools python3-pil python3-numpy
-  libturbojpeg0-dev libpng-dev libspng-dev libgif-dev libtiff-dev)
+  libturbojpeg0-dev libpng-dev libspng-dev libgif-dev libtiff-dev
+  cups printer-driver-cups-pdf poppler-utils)
 run_packages=(wine wine64 xvfb mingw-w64 g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix
   libz-mingw-w64-dev xdotool imagemagick)
 

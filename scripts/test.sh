@@ -82,7 +82,7 @@ fi
 step "Fuzz targets, ${fuzz_seconds}s each"
 if build build-fuzz fuzz -DCMAKE_C_COMPILER=clang-14 -DCMAKE_CXX_COMPILER=clang++-14 -DVANTIREL_FUZZ=ON; then
   seeds=$(mktemp -d)
-  find "$root/../shared/corpus" "$root/tests/data" -type f ! -name '*.tsv' ! -name '*.md' -exec cp -t "$seeds" {} + 2>/dev/null
+  find "${VANTIREL_CORPUS_DIR:-$root/../shared/corpus}" "$root/tests/data" -type f ! -name '*.tsv' ! -name '*.md' -exec cp -t "$seeds" {} + 2>/dev/null
   for target in build-fuzz/fuzz/fuzz_*; do
     [[ -x "$target" ]] || continue
     name=$(basename "$target")

@@ -10,9 +10,7 @@
 #ifndef _WIN32
 namespace {
 
-bool ToolsMissing() {
-    return !test::CorpusAvailable() || !test::HaveTool("/usr/bin/python3");
-}
+bool ToolsMissing() { return !test::CorpusAvailable() || !test::HaveTool("/usr/bin/python3"); }
 
 // Our decode and PIL's are pixel for pixel the same.
 void ExpectSameAsReference(const std::string& relative, const std::string& referenceFile = "",
@@ -44,19 +42,22 @@ protected:
 };
 
 TEST_F(BmpCorpus, WellFormedBitmapsDecodeLikeTheReference) {
-    for (const char* file :
-         {"bmp/allegro-alexlogo.bmp", "bmp/allegro-fakeamp.bmp", "bmp/bmpsuite-g-pal1.bmp",
-          "bmp/bmpsuite-g-pal1bg.bmp", "bmp/bmpsuite-g-pal1wb.bmp", "bmp/bmpsuite-g-pal4.bmp",
-          "bmp/bmpsuite-g-pal8-0.bmp", "bmp/bmpsuite-g-pal8.bmp", "bmp/bmpsuite-g-pal8nonsquare.bmp",
-          "bmp/bmpsuite-g-pal8os2.bmp", "bmp/bmpsuite-g-pal8rle.bmp", "bmp/bmpsuite-g-pal8w124.bmp",
-          "bmp/bmpsuite-g-pal8w125.bmp", "bmp/bmpsuite-g-pal8w126.bmp", "bmp/bmpsuite-g-rgb24.bmp",
-          "bmp/bmpsuite-g-rgb24pal.bmp", "bmp/bmpsuite-q-pal1p1.bmp", "bmp/bmpsuite-q-pal8offs.bmp",
-          "bmp/bmpsuite-q-pal8os2-hs.bmp", "bmp/bmpsuite-q-pal8os2-sz.bmp",
-          "bmp/bmpsuite-q-pal8os2sp.bmp", "bmp/bmpsuite-q-rgb24largepal.bmp",
-          "bmp/imagers-Core_1_Bit.bmp", "bmp/imagers-Core_4_Bit.bmp", "bmp/imagers-Core_8_Bit.bmp",
-          "bmp/imagers-Info_4_Bit.bmp", "bmp/imagers-Info_8_Bit.bmp",
-          "bmp/imagers-Info_R8_G8_B8.bmp", "bmp/ljt-shira_bird8.bmp", "bmp/ljt-vgl_6434_0018a.bmp",
-          "bmp/pillow-hopper_rle8.bmp"})
+    for (const char* file : {"bmp/allegro-alexlogo.bmp",         "bmp/allegro-fakeamp.bmp",
+                             "bmp/bmpsuite-g-pal1.bmp",          "bmp/bmpsuite-g-pal1bg.bmp",
+                             "bmp/bmpsuite-g-pal1wb.bmp",        "bmp/bmpsuite-g-pal4.bmp",
+                             "bmp/bmpsuite-g-pal8-0.bmp",        "bmp/bmpsuite-g-pal8.bmp",
+                             "bmp/bmpsuite-g-pal8nonsquare.bmp", "bmp/bmpsuite-g-pal8os2.bmp",
+                             "bmp/bmpsuite-g-pal8rle.bmp",       "bmp/bmpsuite-g-pal8w124.bmp",
+                             "bmp/bmpsuite-g-pal8w125.bmp",      "bmp/bmpsuite-g-pal8w126.bmp",
+                             "bmp/bmpsuite-g-rgb24.bmp",         "bmp/bmpsuite-g-rgb24pal.bmp",
+                             "bmp/bmpsuite-q-pal1p1.bmp",        "bmp/bmpsuite-q-pal8offs.bmp",
+                             "bmp/bmpsuite-q-pal8os2-hs.bmp",    "bmp/bmpsuite-q-pal8os2-sz.bmp",
+                             "bmp/bmpsuite-q-pal8os2sp.bmp",     "bmp/bmpsuite-q-rgb24largepal.bmp",
+                             "bmp/imagers-Core_1_Bit.bmp",       "bmp/imagers-Core_4_Bit.bmp",
+                             "bmp/imagers-Core_8_Bit.bmp",       "bmp/imagers-Info_4_Bit.bmp",
+                             "bmp/imagers-Info_8_Bit.bmp",       "bmp/imagers-Info_R8_G8_B8.bmp",
+                             "bmp/ljt-shira_bird8.bmp",          "bmp/ljt-vgl_6434_0018a.bmp",
+                             "bmp/pillow-hopper_rle8.bmp"})
         ExpectSameAsReference(file);
 }
 
@@ -124,7 +125,8 @@ TEST_F(BmpCorpus, TwoBitBitmapsLoadWithoutPixels) {
 }
 
 TEST_F(BmpCorpus, TopDownBitmapsAnnounceTheirNegativeHeight) {
-    for (const char* file : {"bmp/bmpsuite-g-pal8topdown.bmp", "bmp/imagers-Info_8_Bit_Top_Down.bmp"}) {
+    for (const char* file :
+         {"bmp/bmpsuite-g-pal8topdown.bmp", "bmp/imagers-Info_8_Bit_Top_Down.bmp"}) {
         const test::Decoded ours = test::DecodeFile(test::CorpusPath(file));
         EXPECT_TRUE(ours.opened) << file;
         EXPECT_LT(ours.height, 0) << file;
@@ -137,8 +139,9 @@ TEST_F(BmpCorpus, UnsupportedVariantsAreRefusedWithTheirMessages) {
          {"bmp/allegro-gradient1.bmp", "bmp/bmpsuite-g-pal8v4.bmp", "bmp/bmpsuite-g-pal8v5.bmp",
           "bmp/bmpsuite-q-pal8os2v2-16.bmp", "bmp/bmpsuite-q-pal8os2v2.bmp",
           "bmp/bmpsuite-q-rgb24jpeg.bmp", "bmp/bmpsuite-q-rgb24png.bmp",
-          "bmp/bmpsuite-q-rgb24rle24.bmp", "bmp/bmpsuite-q-rgba32.bmp", "bmp/imagers-V3_R5_G6_B5.bmp",
-          "bmp/pillow-hopper.bmp", "bmp/pillow-hopper_rle8_grayscale.bmp", "bmp/pillow-clipboard.dib"})
+          "bmp/bmpsuite-q-rgb24rle24.bmp", "bmp/bmpsuite-q-rgba32.bmp",
+          "bmp/imagers-V3_R5_G6_B5.bmp", "bmp/pillow-hopper.bmp",
+          "bmp/pillow-hopper_rle8_grayscale.bmp", "bmp/pillow-clipboard.dib"})
         // Headers of other sizes are not recognised at all, so no reader
         // claims the file.
         ExpectRefused(file, "ImageImpFile()", none);
@@ -146,14 +149,15 @@ TEST_F(BmpCorpus, UnsupportedVariantsAreRefusedWithTheirMessages) {
                              "bmp/bmpsuite-g-rgb16.bmp", "bmp/bmpsuite-q-rgb16-231.bmp",
                              "bmp/imagers-Info_X1_R5_G5_B5.bmp"})
         ExpectRefused(file, "vti_BMP/DIB", "16bit .bmp-bitmaps not supported");
-    for (const char* file : {"bmp/bmpsuite-g-rgb32.bmp", "bmp/bmpsuite-g-rgb32bf.bmp",
-                             "ico/imagers-bmp-32bpp-alpha.ico", "ico/pillow-deerstalker.cur",
-                             "ico/pillow-python.ico", "ico/oiio-oiio.ico",
-                             "ico/imagers-multiple_entries_with_different_bit_depth.ico"})
+    for (const char* file :
+         {"bmp/bmpsuite-g-rgb32.bmp", "bmp/bmpsuite-g-rgb32bf.bmp",
+          "ico/imagers-bmp-32bpp-alpha.ico", "ico/pillow-deerstalker.cur", "ico/pillow-python.ico",
+          "ico/oiio-oiio.ico", "ico/imagers-multiple_entries_with_different_bit_depth.ico"})
         ExpectRefused(file, "vti_BMP/DIB", "32bit .bmp-bitmaps not supported");
     ExpectRefused("ico/imagers-png-32bpp-alpha.ico", "vti_BMP/DIB", "Unsupported plane number");
     ExpectRefused("ico/pillow-hopper_256x256.ico", "ImageImpFile()", "Image size is zero!");
-    ExpectRefused("bad/bmpsuite-b-badbitcount.bmp", "vti_BMP/DIB", "32bit .bmp-bitmaps not supported");
+    ExpectRefused("bad/bmpsuite-b-badbitcount.bmp", "vti_BMP/DIB",
+                  "32bit .bmp-bitmaps not supported");
     ExpectRefused("bad/bmpsuite-b-badheadersize.bmp", "ImageImpFile()", none);
     ExpectRefused("bad/bmpsuite-b-badplanes.bmp", "vti_BMP/DIB", "Unsupported plane number");
     ExpectRefused("bad/pillow-no_cursors.cur", "ImageImpFile()", none);
@@ -161,7 +165,7 @@ TEST_F(BmpCorpus, UnsupportedVariantsAreRefusedWithTheirMessages) {
 
 TEST_F(BmpCorpus, IconsAndCursorsShowTheChosenEntry) {
     ExpectSameAsReference("ico/imagers-bmp-24bpp-mask.ico");
-    ExpectSameAsReference("ico/imagers-smile.ico", "", 0);  // 32x32 beats 16x16
+    ExpectSameAsReference("ico/imagers-smile.ico", "", 0);                 // 32x32 beats 16x16
     ExpectSameAsReference("ico/imagers-two-entry-order-test.ico", "", 1);  // ties go later
     ExpectSameAsReference("ico/pillow-black_and_white.ico");
     ExpectSameAsReference("ico/pillow-hopper.ico");
@@ -174,18 +178,21 @@ TEST_F(BmpCorpus, IconsAndCursorsShowTheChosenEntry) {
 TEST_F(BmpCorpus, AnIconTakesItsSizeFromTheDirectory) {
     // The directory says 16x32, the bitmap is 16x16: the bottom 16 rows hold
     // the picture, the rows above come from the mask and beyond.
-    const test::Decoded ours = test::DecodeFile(test::CorpusPath("ico/pillow-hopper_unexpected.ico"));
+    const test::Decoded ours =
+        test::DecodeFile(test::CorpusPath("ico/pillow-hopper_unexpected.ico"));
     ASSERT_TRUE(ours.loaded);
     ASSERT_EQ(ours.picture.width, 16);
     ASSERT_EQ(ours.picture.height, 32);
     test::RgbPicture reference;
     ASSERT_TRUE(test::ReferenceDecode(test::CorpusPath("ico/pillow-hopper.ico"), &reference));
-    const std::vector<uint8_t> bottom(ours.picture.rgb.begin() + 16 * 16 * 3, ours.picture.rgb.end());
+    const std::vector<uint8_t> bottom(ours.picture.rgb.begin() + 16 * 16 * 3,
+                                      ours.picture.rgb.end());
     EXPECT_EQ(bottom, reference.rgb);
 }
 
 TEST_F(BmpCorpus, AnIconWithALargerInfoHeaderIsReadAsIfItWereFortyBytes) {
-    const test::Decoded ours = test::DecodeFile(test::CorpusPath("ico/imagers-bmp_v5_with_icc.ico"));
+    const test::Decoded ours =
+        test::DecodeFile(test::CorpusPath("ico/imagers-bmp_v5_with_icc.ico"));
     EXPECT_TRUE(ours.loaded);
     EXPECT_EQ(ours.picture.width, 127);
     EXPECT_EQ(ours.picture.height, 64);
@@ -202,14 +209,16 @@ TEST_F(BmpCorpus, DamagedFilesLoadWithoutHarm) {
           "bad/bmpsuite-b-pal8badindex.bmp", "bad/bmpsuite-b-shortfile.bmp",
           "bad/imagers-Bad_smile-incorrect-image-length.ico",
           "bad/imagers-crash-981fee302fe0fc543ee48292cc3d6ace7e97e633.ico",
-          "bad/imagers-imagemagick_invalid_run_length_issue_2321.bmp", "bad/imagers-rle_overflow.bmp",
-          "bad/pillow-hopper_rle8_row_overflow.bmp", "bad/pillow-l2rgb_read.bmp"}) {
+          "bad/imagers-imagemagick_invalid_run_length_issue_2321.bmp",
+          "bad/imagers-rle_overflow.bmp", "bad/pillow-hopper_rle8_row_overflow.bmp",
+          "bad/pillow-l2rgb_read.bmp"}) {
         const test::Decoded ours = test::DecodeFile(test::CorpusPath(file));
         EXPECT_TRUE(ours.loaded || !ours.text.empty()) << file;
     }
     // The truncated file (1-bit, 13 whole rows of 16 bytes are there) keeps
     // its bottom rows.
-    const test::Decoded shortFile = test::DecodeFile(test::CorpusPath("bad/bmpsuite-b-shortfile.bmp"));
+    const test::Decoded shortFile =
+        test::DecodeFile(test::CorpusPath("bad/bmpsuite-b-shortfile.bmp"));
     ASSERT_TRUE(shortFile.loaded);
     test::RgbPicture twin;
     ASSERT_TRUE(test::ReferenceDecode(test::CorpusPath("bmp/bmpsuite-g-pal1.bmp"), &twin));
@@ -231,10 +240,12 @@ protected:
     // would be read with the deliberately truncated 4-byte row), as PPM.
     std::string Source(int colours) {
         const std::string path = test::TempPath("source" + std::to_string(colours) + ".ppm");
-        const std::string reduce = colours == 2 ? "-monochrome" : "+dither -colors " + std::to_string(colours);
+        const std::string reduce =
+            colours == 2 ? "-monochrome" : "+dither -colors " + std::to_string(colours);
         int status = 0;
         test::RunCommand("convert '" + test::CorpusPath("bmp/ljt-vgl_6434_0018a.bmp") +
-                             "' -resize " + (colours == 2 ? "41" : "37") + "x23! " + reduce + " -type TrueColor ppm:'" + path + "'",
+                             "' -resize " + (colours == 2 ? "41" : "37") + "x23! " + reduce +
+                             " -type TrueColor ppm:'" + path + "'",
                          &status);
         EXPECT_EQ(status, 0);
         return path;
@@ -285,14 +296,17 @@ TEST_F(GeneratedBitmaps, ImageMagickBitmapsRunLengthAndOs2) {
     const std::string source = Source(256);
     const test::RgbPicture expected;
     const std::string bmp3 = test::TempPath("im3.bmp");
-    ExpectDecodesTo("convert '" + source + "' -type Palette -compress None bmp3:'" + bmp3 + "'", bmp3, expected, "Raw");
+    ExpectDecodesTo("convert '" + source + "' -type Palette -compress None bmp3:'" + bmp3 + "'",
+                    bmp3, expected, "Raw");
     const std::string rle = test::TempPath("im-rle.bmp");
     ExpectDecodesTo("convert '" + source + "' -type Palette -compress RLE bmp3:'" + rle + "'", rle,
                     expected, "RLE");
     const std::string os2 = test::TempPath("im2.bmp");
-    ExpectDecodesTo("convert '" + source + "' -type Palette bmp2:'" + os2 + "'", os2, expected, "Raw");
+    ExpectDecodesTo("convert '" + source + "' -type Palette bmp2:'" + os2 + "'", os2, expected,
+                    "Raw");
     const std::string rgb = test::TempPath("im24.bmp");
-    ExpectDecodesTo("convert '" + source + "' -type TrueColor bmp3:'" + rgb + "'", rgb, expected, "Raw");
+    ExpectDecodesTo("convert '" + source + "' -type TrueColor bmp3:'" + rgb + "'", rgb, expected,
+                    "Raw");
 }
 
 TEST_F(GeneratedBitmaps, IconsWithSeveralSizesShowTheLargest) {
@@ -301,8 +315,10 @@ TEST_F(GeneratedBitmaps, IconsWithSeveralSizesShowTheLargest) {
     const std::string small = test::TempPath("icon16.ppm");
     int status = 0;
     const std::string image = test::CorpusPath("bmp/ljt-vgl_6434_0018a.bmp");
-    test::RunCommand("convert '" + image + "' -resize 32x32! +dither -colors 16 ppm:'" + big + "'", &status);
-    test::RunCommand("convert '" + image + "' -resize 16x16! +dither -colors 16 ppm:'" + small + "'", &status);
+    test::RunCommand("convert '" + image + "' -resize 32x32! +dither -colors 16 ppm:'" + big + "'",
+                     &status);
+    test::RunCommand(
+        "convert '" + image + "' -resize 16x16! +dither -colors 16 ppm:'" + small + "'", &status);
     const std::string icon = test::TempPath("netpbm.ico");
     ExpectDecodesTo("ppmtowinicon -output '" + icon + "' '" + small + "' '" + big + "'", icon,
                     Picture(big), "Raw");
@@ -310,13 +326,31 @@ TEST_F(GeneratedBitmaps, IconsWithSeveralSizesShowTheLargest) {
     const std::string magick = test::TempPath("magick.ico");
     test::RgbPicture entry;
     int made = 0;
-    test::RunCommand("convert '" + big + "' -define icon:auto-resize=32,16 -type Palette '" + magick + "'", &made);
+    test::RunCommand(
+        "convert '" + big + "' -define icon:auto-resize=32,16 -type Palette '" + magick + "'",
+        &made);
     ASSERT_EQ(made, 0);
     ASSERT_TRUE(test::ReferenceDecode(magick, &entry, 0));
     const test::Decoded ours = test::DecodeFile(magick);
     ASSERT_TRUE(ours.loaded);
     EXPECT_EQ(ours.picture.width, 32);
     EXPECT_EQ(test::DifferentPixels(ours.picture, entry), 0);
+
+    // A cursor file from ImageMagick with both sizes, the smaller first (its
+    // icon coder writes resource type 1 for .cur names too): the content
+    // decides how it is read, the name gives the description.
+    const std::string cursor = test::TempPath("magick.cur");
+    test::RunCommand("convert '" + small + "' '" + big + "' -type Palette ICO:'" + cursor + "'",
+                     &made);
+    ASSERT_EQ(made, 0);
+    test::RgbPicture cursorEntry;
+    ASSERT_TRUE(test::ReferenceDecode(cursor, &cursorEntry, 1));
+    const test::Decoded ourCursor = test::DecodeFile(cursor);
+    ASSERT_TRUE(ourCursor.loaded) << ourCursor.place << ": " << ourCursor.text;
+    EXPECT_EQ(ourCursor.description, "Microsoft Windows Cursor");
+    EXPECT_EQ(ourCursor.picture.width, 32);
+    EXPECT_EQ(ourCursor.picture.height, 32);
+    EXPECT_EQ(test::DifferentPixels(ourCursor.picture, cursorEntry), 0);
 }
 
 TEST_F(GeneratedBitmaps, BitmapsWrittenBackReadTheSame) {

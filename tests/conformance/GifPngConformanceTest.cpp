@@ -425,6 +425,115 @@ TEST(GifGenerated, FirstImageWithALocalTableOverAGlobalOne) {
     EXPECT_EQ(Compare(ours.picture, original.picture), "");
 }
 
+// ---- Files built with giflib's own tools ----
+
+// A colour map in gifbuild's text form: `colours` entries, each a function
+// of its index and `seed`.
+std::string GifbuildMap(const std::string& keyword, int colours, int seed) {
+    std::ostringstream s;
+    s << keyword << "\n";
+    for (int i = 0; i < colours; ++i)
+        s << "\trgb " << (i * 37 + seed) % 256 << " " << (i * 101 + 2 * seed) % 256 << " "
+          << (255 - i * 7 + seed) % 256 << "\n";
+    s << "end\n";
+    return s.str();
+}
+
+// An image block: a hex raster of index (x * 7 + y * 13 + seed) % colours.
+std::string GifbuildImage(int width, int height, int colours, int seed, bool interlaced,
+                          const std::string& localMap = "") {
+    std::ostringstream s;
+    s << "image\n";
+    if (interlaced) s << "image interlaced\n";
+    s << localMap << "image bits " << width << " by " << height << " hex\n";
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            char pair[3];
+            std::snprintf(pair, sizeof pair, "%02x", (x * 7 + y * 13 + seed) % colours);
+            s << pair;
+        }
+        s << "\n";
+    }
+    return s.str();
+}
+
+// gifbuild turns the text into OUT; the reference is giflib's gif2rgb,
+// which paints the images on the logical screen (the files here have one
+// image the size of the screen, or a first image that covers it and is
+// compared through giftopnm).
+std::string Gifbuild(const std::string& name, const std::string& text) {
+    const std::string spec = test::WriteTempFile(name + ".txt", Bytes(text.begin(), text.end()));
+    return Generate({name, "gifbuild " + Quoted(spec) + " > OUT"});
+}
+
+bool Gif2rgbReference(const std::string& path, test::RgbPicture* picture) {
+    const std::string rgb = test::TempPath("gif2rgb.rgb");
+    int status = 0;
+    test::RunCommand("rm -f " + Quoted(rgb) + "; gif2rgb -1 -o " + Quoted(rgb) + " " +
+                         Quoted(path) + " >/dev/null 2>&1",
+                     &status);
+    if (status != 0) return false;
+    const Bytes file = test::ReadFile(path);
+    picture->width = file[6] | (file[7] << 8);
+    picture->height = file[8] | (file[9] << 8);
+    picture->rgb = test::ReadFile(rgb);
+    return picture->rgb.size() == static_cast<size_t>(picture->width) * picture->height * 3;
+}
+
+TEST(GifGenerated, GifbuildFilesOfEveryTableSizeDecodeLikeGif2rgb) {
+    SKIP_WITHOUT_TOOLS("gifbuild", "gif2rgb");
+    for (int depth = 1; depth <= 8; ++depth) {
+        const int colours = 1 << depth, width = 7 + 3 * depth, height = 3 + 2 * depth;
+        const bool interlaced = depth % 2 == 1;
+        const std::string text = "screen width " + std::to_string(width) + "\nscreen height " +
+                                 std::to_string(height) + "\n" +
+                                 GifbuildMap("screen map", colours, depth) +
+                                 GifbuildImage(width, height, colours, depth, interlaced);
+        const std::string name = "gifbuild-" + std::to_string(depth) + ".gif";
+        const std::string path = Gifbuild(name, text);
+        ASSERT_EQ(test::ReadFile(path)[10] & 7, depth - 1) << name;
+        const Decoded ours = DecodeWithVantirel(path, vti_GIF);
+        ASSERT_TRUE(ours.loaded) << name << ": " << ours.message;
+        EXPECT_EQ(ours.depth, depth) << name;
+        test::RgbPicture theirs;
+        ASSERT_TRUE(Gif2rgbReference(path, &theirs)) << name;
+        EXPECT_EQ(Compare(ours.picture, theirs), "") << name;
+    }
+}
+
+TEST(GifGenerated, GifbuildLocalTablesFramesAndCommentsDecodeLikeGiflib) {
+    SKIP_WITHOUT_TOOLS("gifbuild", "gif2rgb", "giftopnm");
+    const std::string screen = "screen width 23\nscreen height 11\n";
+    {
+        // A 16-entry local table over a 256-entry global one, interlaced.
+        const std::string path =
+            Gifbuild("gifbuild-local.gif",
+                     screen + GifbuildMap("screen map", 256, 3) +
+                         GifbuildImage(23, 11, 16, 5, true, GifbuildMap("image map", 16, 90)));
+        const Decoded ours = DecodeWithVantirel(path, vti_GIF);
+        ASSERT_TRUE(ours.loaded) << ours.message;
+        EXPECT_EQ(ours.depth, 4);
+        test::RgbPicture theirs;
+        ASSERT_TRUE(Gif2rgbReference(path, &theirs));
+        EXPECT_EQ(Compare(ours.picture, theirs), "");
+    }
+    {
+        // Two frames, the second with a local table and a comment after
+        // it: the first frame is shown, without a label.
+        const std::string path =
+            Gifbuild("gifbuild-frames.gif",
+                     screen + GifbuildMap("screen map", 8, 4) + GifbuildImage(23, 11, 8, 1, false) +
+                         GifbuildImage(5, 4, 4, 2, false, GifbuildMap("image map", 4, 70)) +
+                         "comment\nA comment after the last frame\nend\n");
+        const Decoded ours = DecodeWithVantirel(path, vti_GIF);
+        ASSERT_TRUE(ours.loaded) << ours.message;
+        EXPECT_EQ(ours.label, "");
+        test::RgbPicture theirs;
+        ASSERT_TRUE(GifReference(path, &theirs));
+        EXPECT_EQ(Compare(ours.picture, theirs), "");
+    }
+}
+
 // Reads bit depth, colour type and interlace method from a PNG header.
 std::string PngKind(const std::string& path) {
     const Bytes file = test::ReadFile(path);

@@ -21,7 +21,7 @@
 //   igone TITLE SECONDS    index windows
 //   icount TITLE
 //   dcount TITLE           how many dialogs titled exactly TITLE are shown
-//   click TITLE X Y        posts a left button press and release at client X, Y
+//   clickat TITLE X Y      posts a left button press and release at client X, Y
 //   invalidate TITLE       invalidates its client area (it paints again)
 //   poke OFFSET SIZE VALUE writes VALUE (SIZE bytes, little-endian) at OFFSET
 //                          of the settings block the running program shares
@@ -29,10 +29,32 @@
 //   box CAPTION SECONDS [BUTTON]
 //                          waits for a message box with this caption, answers
 //                          its text, then presses BUTTON (1 OK, 2 Cancel,
-//                          6 Yes, 7 No) if given
+//                          6 Yes, 7 No) if given and waits until the box has
+//                          gone (so the next box asked for is a new one)
+//   text DIALOG ID         the text of control ID anywhere in the dialog
+//                          (property sheet pages included)
+//   checked DIALOG ID      "1" or "0": the state of a check box there
+//   click DIALOG ID        clicks button ID there
+//   page DIALOG INDEX      shows page INDEX (from 0) of a property sheet
+//   regdefault ROOT KEY    a key's default value (ROOT: HKCR, HKLM, HKCU);
+//                          status 1 when the key or the value is missing
+//   regvalue ROOT KEY NAME "TYPE HEXBYTES" of a value; status 1 when missing
+//   note FILE TEXT...      writes the texts, blank-separated, to FILE (the
+//                          probe standing in for a program the viewer starts)
+//   regnames ROOT KEY      "subkeys;values": the key's subkey names and value
+//                          names, each list sorted and joined by "|" (the
+//                          default value is listed as "@")
+//   clipboard-empty -      empties the clipboard
+//   clipboard-dib PATH     writes the clipboard's CF_DIB block to PATH (as
+//                          another program pasting it would read it);
+//                          answers its size, fails when there is none
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>
 
+// after windows.h, which it needs
+#include <commctrl.h>
+
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -123,6 +145,83 @@ BOOL CALLBACK FindStatic(HWND child, LPARAM data) {
     return TRUE;
 }
 
+// A control with this id anywhere below the window.
+struct ControlSearch {
+    int id;
+    HWND found = nullptr;
+};
+BOOL CALLBACK FindControl(HWND child, LPARAM data) {
+    auto* search = reinterpret_cast<ControlSearch*>(data);
+    if (GetDlgCtrlID(child) == search->id) {
+        search->found = child;
+        return FALSE;
+    }
+    return TRUE;
+}
+HWND ControlIn(HWND dialog, int id) {
+    ControlSearch search{id};
+    EnumChildWindows(dialog, FindControl, reinterpret_cast<LPARAM>(&search));
+    return search.found;
+}
+
+HKEY RootNamed(const std::string& name) {
+    if (name == "HKCR") return HKEY_CLASSES_ROOT;
+    if (name == "HKLM") return HKEY_LOCAL_MACHINE;
+    if (name == "HKCU") return HKEY_CURRENT_USER;
+    return nullptr;
+}
+
+// Registry requests: regdefault, regvalue, regnames.
+int Registry(const std::vector<std::string>& a, std::string* out) {
+    HKEY root = a.size() > 2 ? RootNamed(a[1]) : nullptr;
+    if (!root) return 2;
+    HKEY key = nullptr;
+    if (RegOpenKeyExA(root, a[2].c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) return 1;
+    int status = 0;
+    if (a[0] == "regdefault" || a[0] == "regvalue") {
+        const char* name = a[0] == "regdefault" ? "" : (a.size() > 3 ? a[3].c_str() : "");
+        BYTE data[4096];
+        DWORD size = sizeof data;
+        DWORD type = 0;
+        if (RegQueryValueExA(key, name, nullptr, &type, data, &size) != ERROR_SUCCESS) {
+            status = 1;
+        } else if (a[0] == "regdefault") {
+            out->assign(reinterpret_cast<char*>(data),
+                        strnlen(reinterpret_cast<char*>(data), size));
+        } else {
+            char hex[4];
+            *out = std::to_string(type) + " ";
+            for (DWORD i = 0; i < size; ++i) {
+                std::snprintf(hex, sizeof hex, "%02x", data[i]);
+                *out += hex;
+            }
+        }
+    } else {
+        std::vector<std::string> subkeys;
+        std::vector<std::string> values;
+        char name[1024];
+        for (DWORD i = 0; RegEnumKeyA(key, i, name, sizeof name) == ERROR_SUCCESS; ++i)
+            subkeys.push_back(name);
+        for (DWORD i = 0;; ++i) {
+            DWORD length = sizeof name;
+            if (RegEnumValueA(key, i, name, &length, nullptr, nullptr, nullptr, nullptr) !=
+                ERROR_SUCCESS)
+                break;
+            values.push_back(name[0] ? name : "@");
+        }
+        std::sort(subkeys.begin(), subkeys.end());
+        std::sort(values.begin(), values.end());
+        auto join = [](const std::vector<std::string>& items) {
+            std::string text;
+            for (const std::string& item : items) text += (text.empty() ? "" : "|") + item;
+            return text;
+        };
+        *out = join(subkeys) + ";" + join(values);
+    }
+    RegCloseKey(key);
+    return status;
+}
+
 // Carries out one request; the answer goes to *out. Returns 0 on success.
 int Execute(const std::vector<std::string>& a, std::string* out) {
     auto arg = [&](size_t i) { return i < a.size() ? a[i] : std::string(); };
@@ -186,7 +285,7 @@ int Execute(const std::vector<std::string>& a, std::string* out) {
         return 0;
     }
     if (verb == "command" || verb == "key" || verb == "size" || verb == "close-dialog" ||
-        verb == "dblclick" || verb == "click" || verb == "invalidate" || verb == "move") {
+        verb == "dblclick" || verb == "clickat" || verb == "invalidate" || verb == "move") {
         HWND window = verb == "close-dialog" ? WaitFor(title, 5, true, "#32770") : Require(title);
         if (!window) return 1;
         if (verb == "command") PostMessageA(window, WM_COMMAND, std::atoi(arg(2).c_str()), 0);
@@ -194,7 +293,7 @@ int Execute(const std::vector<std::string>& a, std::string* out) {
         if (verb == "key") PostMessageA(window, WM_KEYDOWN, std::atoi(arg(2).c_str()), 0);
         if (verb == "dblclick")
             PostMessageA(window, WM_LBUTTONDBLCLK, MK_LBUTTON, MAKELPARAM(10, 10));
-        if (verb == "click") {
+        if (verb == "clickat") {
             const LPARAM point = MAKELPARAM(std::atoi(arg(2).c_str()), std::atoi(arg(3).c_str()));
             PostMessageA(window, WM_LBUTTONDOWN, MK_LBUTTON, point);
             PostMessageA(window, WM_LBUTTONUP, 0, point);
@@ -223,6 +322,29 @@ int Execute(const std::vector<std::string>& a, std::string* out) {
         SendMessageA(name, WM_SETTEXT, 0, reinterpret_cast<LPARAM>(arg(2).c_str()));
         return 0;
     }
+    if (verb == "clipboard-empty") {
+        if (!OpenClipboard(nullptr)) return 1;
+        EmptyClipboard();
+        CloseClipboard();
+        return 0;
+    }
+    if (verb == "clipboard-dib") {
+        if (!OpenClipboard(nullptr)) return 1;
+        int status = 1;
+        HANDLE block = GetClipboardData(CF_DIB);
+        const void* data = block ? GlobalLock(block) : nullptr;
+        if (data) {
+            const SIZE_T size = GlobalSize(block);
+            if (FILE* file = std::fopen(title.c_str(), "wb")) {
+                if (std::fwrite(data, 1, size, file) == size) status = 0;
+                std::fclose(file);
+            }
+            *out = std::to_string(size);
+            GlobalUnlock(block);
+        }
+        CloseClipboard();
+        return status;
+    }
     if (verb == "box") {
         HWND box = WaitFor(title, number(2, 10), true, "#32770");
         if (!box) return 1;
@@ -236,7 +358,34 @@ int Execute(const std::vector<std::string>& a, std::string* out) {
             if (text.empty()) Sleep(50);
         }
         *out = text;
-        if (a.size() > 3) PostMessageA(box, WM_COMMAND, std::atoi(arg(3).c_str()), 0);
+        if (a.size() > 3) {
+            PostMessageA(box, WM_COMMAND, std::atoi(arg(3).c_str()), 0);
+            for (int tries = 0; tries < 200 && IsWindow(box); ++tries) Sleep(25);
+        }
+        return 0;
+    }
+    if (verb == "text" || verb == "checked" || verb == "click" || verb == "page") {
+        HWND dialog = WaitFor(title, 10, true, "#32770");
+        if (!dialog) return 1;
+        if (verb == "page") {
+            SendMessageA(dialog, PSM_SETCURSEL, std::atoi(arg(2).c_str()), 0);
+            return 0;
+        }
+        HWND control = ControlIn(dialog, std::atoi(arg(2).c_str()));
+        if (!control) return 1;
+        if (verb == "text") *out = TextOf(control);
+        if (verb == "checked")
+            *out = SendMessageA(control, BM_GETCHECK, 0, 0) == BST_CHECKED ? "1" : "0";
+        if (verb == "click") SendMessageA(control, BM_CLICK, 0, 0);
+        return 0;
+    }
+    if (verb.rfind("reg", 0) == 0) return Registry(a, out);
+    if (verb == "note") {
+        FILE* file = std::fopen(title.c_str(), "w");
+        if (!file) return 1;
+        for (size_t i = 2; i < a.size(); ++i)
+            std::fprintf(file, "%s%s", i > 2 ? " " : "", a[i].c_str());
+        std::fclose(file);
         return 0;
     }
     return 2;

@@ -194,7 +194,7 @@ def case_index_shows_thumbnails_fits_and_opens_entries(s, files):
 
     # A click on the first thumbnail opens it in a viewer process.
     left, top = box_origin(0, columns, cell_height)
-    s.probe("click", "PICS - Vantirel Index", left + 40, top + 30)
+    s.probe("clickat", "PICS - Vantirel Index", left + 40, top + 30)
     assert s.wait_window("GREY.PGM") == "GREY.PGM - Vantirel v3.0"
     s.probe("key", "GREY.PGM", VK["escape"])
     s.wait_gone("GREY.PGM")
@@ -223,7 +223,7 @@ def case_index_shows_thumbnails_fits_and_opens_entries(s, files):
     # A directory opens as an index of its own, ".." as the parent's.
     for name, title in (("SUB", "SUB - Vantirel Index"), ("..", "IDXE2E - Vantirel Index")):
         left, top = box_origin(everything.index(name), columns, cell_height)
-        s.probe("click", "PICS - Vantirel Index", left + 40, top + 30)
+        s.probe("clickat", "PICS - Vantirel Index", left + 40, top + 30)
         assert s.probe("iwait", title, 20).stdout == title, title
         s.probe("key", title, VK["escape"])
         assert s.probe("igone", title, 15).returncode == 0, title

@@ -1,5 +1,7 @@
 #include "tests/support/TestSupport.h"
 
+#include <gtest/gtest.h>
+
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
@@ -21,6 +23,9 @@
 #include <unistd.h>
 #endif
 
+#ifndef VANTIREL_CORPUS_DIR
+#error "VANTIREL_CORPUS_DIR must be defined"
+#endif
 #ifndef VANTIREL_SOURCE_DIR
 #error "VANTIREL_SOURCE_DIR must be defined"
 #endif
@@ -45,7 +50,8 @@ std::string ScratchDirectory() {
 #ifdef _WIN32
         char base[MAX_PATH];
         GetTempPathA(MAX_PATH, base);
-        std::string dir = std::string(base) + "vantirel-tests-" + std::to_string(GetCurrentProcessId());
+        std::string dir =
+            std::string(base) + "vantirel-tests-" + std::to_string(GetCurrentProcessId());
         CreateDirectoryA(dir.c_str(), nullptr);
         return dir + "\\";
 #else
@@ -66,7 +72,7 @@ void Record(const char* caption, const char* text) {
 }  // namespace
 
 std::string CorpusPath(const std::string& relative) {
-    return Native(std::string(VANTIREL_SOURCE_DIR) + "/../shared/corpus/" + relative);
+    return Native(std::string(VANTIREL_CORPUS_DIR) + "/" + relative);
 }
 
 bool CorpusAvailable() {
@@ -79,13 +85,15 @@ std::string TempPath(const std::string& name) { return ScratchDirectory() + name
 std::string WriteTempFile(const std::string& name, const std::vector<uint8_t>& bytes) {
     const std::string path = TempPath(name);
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    out.write(reinterpret_cast<const char*>(bytes.data()),
+              static_cast<std::streamsize>(bytes.size()));
     return path;
 }
 
 std::vector<uint8_t> ReadFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
-    return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    return std::vector<uint8_t>(std::istreambuf_iterator<char>(in),
+                                std::istreambuf_iterator<char>());
 }
 
 std::string RunCommand(const std::string& command, int* status) {
@@ -165,7 +173,8 @@ bool ParsePnm(const std::string& bytes, RgbPicture* picture) {
             for (int x = 0; x < picture->width; ++x) {
                 const bool black = (raster[y * rowBytes + x / 8] >> (7 - x % 8)) & 1;
                 const size_t i = static_cast<size_t>(y) * picture->width + x;
-                picture->rgb[3 * i] = picture->rgb[3 * i + 1] = picture->rgb[3 * i + 2] = black ? 0 : 255;
+                picture->rgb[3 * i] = picture->rgb[3 * i + 1] = picture->rgb[3 * i + 2] =
+                    black ? 0 : 255;
             }
     } else {
         return false;
@@ -235,11 +244,23 @@ long DifferentPixels(const RgbPicture& a, const RgbPicture& b) {
     return count;
 }
 
+// Callers must pass a positive total (the dialog divides by it); a test
+// whose code under test does not fails here instead of dividing by zero.
 void RecordingProgress::SetStatus(const char* text, int done, int total) {
+    if (total <= 0) {
+        ADD_FAILURE() << "progress \"" << text << "\" with total " << total;
+        events.push_back(std::string(text) + "@total" + std::to_string(total));
+        return;
+    }
     events.push_back(std::string(text) + "@" + std::to_string(done * 100 / total));
 }
 
 void RecordingProgress::SetProgress(int done, int total) {
+    if (total <= 0) {
+        ADD_FAILURE() << "progress with total " << total;
+        events.push_back("@total" + std::to_string(total));
+        return;
+    }
     events.push_back("@" + std::to_string(done * 100 / total));
 }
 

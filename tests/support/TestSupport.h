@@ -10,8 +10,8 @@
 
 namespace test {
 
-// ../shared/corpus beside the project (paths usable by the code under test,
-// also under Wine).
+// The sample corpus (VANTIREL_CORPUS_DIR, by default ../shared/corpus beside
+// the project; paths usable by the code under test, also under Wine).
 std::string CorpusPath(const std::string& relative);
 bool CorpusAvailable();
 // A fresh scratch directory for this test program; files in it are removed

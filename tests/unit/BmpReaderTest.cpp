@@ -33,8 +33,8 @@ Bytes BitmapFile(int32_t width, int32_t height, unsigned depth, uint32_t compres
     b.push_back('B');
     b.push_back('M');
     Le32(b, offset + static_cast<uint32_t>(pixels.size()));  // file size
-    Le32(b, 0);                                            // reserved
-    Le32(b, offset);                                       // pixel data offset
+    Le32(b, 0);                                              // reserved
+    Le32(b, offset);                                         // pixel data offset
     Le32(b, 40);
     Le32(b, static_cast<uint32_t>(width));
     Le32(b, static_cast<uint32_t>(height));
@@ -103,8 +103,8 @@ Opened OpenAndLoad(const std::string& name, const Bytes& file, bool probe = fals
     const std::string path = test::WriteTempFile(name, file);
     o.imp = std::make_unique<ImageImpFile>(path.c_str(), nullptr, probe);
     if (o.imp->ready) {
-        o.image = std::make_unique<Image>(o.imp->width, o.imp->height, o.imp->stride,
-                                          o.imp->rows, o.imp->palette, o.imp->depth);
+        o.image = std::make_unique<Image>(o.imp->width, o.imp->height, o.imp->stride, o.imp->rows,
+                                          o.imp->palette, o.imp->depth);
         EXPECT_TRUE(Load(o.imp.get(), o.image.get(), nullptr, false));
     }
     return o;
@@ -285,7 +285,8 @@ TEST(BmpReader, RefusesUnknownCompression) {
 }
 
 TEST(BmpReader, LoadsTwoBitBitmapsWithoutWritingPixels) {
-    const Opened o = OpenAndLoad("two.bmp", BitmapFile(4, 2, 2, 0, {0xFF, 0, 0, 0, 0xFF, 0, 0, 0}, 4));
+    const Opened o =
+        OpenAndLoad("two.bmp", BitmapFile(4, 2, 2, 0, {0xFF, 0, 0, 0, 0xFF, 0, 0, 0}, 4));
     ASSERT_TRUE(o.imp->ready);
     EXPECT_EQ(o.imp->depth, 2);
     EXPECT_EQ(o.imp->stride, 8);
@@ -302,18 +303,30 @@ TEST(BmpReader, AnnouncesNegativeHeightsAsTheyStand) {
     EXPECT_EQ(imp.rows, -2);
 }
 
+TEST(BmpReader, ANegativeWidthIsAnnouncedAsItStandsAndLoadsWithoutPixels) {
+    // Width -5 at 1 bit: the stride, -5 rounded up to a multiple of 8, is 0,
+    // and so are the source rows ((-5 / 8) + 3 rounded down to 4). Nothing is
+    // read and nothing written (the pixel block is empty); the width must
+    // not be taken as the unsigned 4294967291 (rows of half a gigabyte).
+    const Opened o = OpenAndLoad("negative-width.bmp", BitmapFile(-5, 2, 1, 0, Bytes(8, 0xFF), 2));
+    ASSERT_TRUE(o.imp->ready) << g_errorText;
+    EXPECT_EQ(o.imp->width, -5);
+    EXPECT_EQ(o.imp->stride, 0);
+    ASSERT_NE(o.image, nullptr);
+    EXPECT_EQ(o.image->PixelBytes(), 0u);
+}
+
 TEST(BmpReader, DecodesEightBitRunLengthCodes) {
     // 6x3 picture, decoded from the bottom row upwards.
-    const Bytes rle = {
-        2, 7,           // two 7s
-        0, 2, 1, 1,     // delta: right 1 (to column 3), up 1 row, keeping the column
-        2, 5,           // two 5s at columns 3 and 4 of the middle row
-        0, 0,           // end of line: start of the top row
-        0, 3, 1, 2, 3,  // absolute run of 3, padded to 16 bits:
-        0,              //   the pad byte
-        1, 9,           // one 9
-        0, 1,           // end of bitmap
-        4, 4};          // never reached
+    const Bytes rle = {2, 7,           // two 7s
+                       0, 2, 1, 1,     // delta: right 1 (to column 3), up 1 row, keeping the column
+                       2, 5,           // two 5s at columns 3 and 4 of the middle row
+                       0, 0,           // end of line: start of the top row
+                       0, 3, 1, 2, 3,  // absolute run of 3, padded to 16 bits:
+                       0,              //   the pad byte
+                       1, 9,           // one 9
+                       0, 1,           // end of bitmap
+                       4, 4};          // never reached
     const Opened o = OpenAndLoad("rle8.bmp", BitmapFile(6, 3, 8, 1, rle, 256));
     ASSERT_TRUE(o.imp->ready);
     EXPECT_STREQ(o.imp->compression, "RLE");
@@ -323,17 +336,26 @@ TEST(BmpReader, DecodesEightBitRunLengthCodes) {
 }
 
 TEST(BmpReader, DecodesFourBitRunLengthCodesAlternatingNibbles) {
-    const Bytes rle = {
-        5, 0x12,           // 1 2 1 2 1
-        0, 0,              // end of line
-        0, 3, 0x34, 0x50,  // absolute: 3 4 5, two bytes (already 16-bit aligned)
-        0, 1};
+    const Bytes rle = {5, 0x12,              // 1 2 1 2 1
+                       0, 0,                 // end of line
+                       0, 3,    0x34, 0x50,  // absolute: 3 4 5, two bytes (already 16-bit aligned)
+                       0, 1};
     const Opened o = OpenAndLoad("rle4.rle", BitmapFile(5, 2, 4, 2, rle, 16));
     ASSERT_TRUE(o.imp->ready);
     EXPECT_STREQ(o.imp->description, "Microsoft Windows RLE bitmap");
     EXPECT_STREQ(o.imp->compression, "RLE");
     EXPECT_EQ(RowOf(*o.image, 1, 5), (Bytes{1, 2, 1, 2, 1}));
     EXPECT_EQ(RowOf(*o.image, 0, 3), (Bytes{3, 4, 5}));
+}
+
+TEST(BmpReader, FourBitAbsoluteRunsOfOddLengthEndOnASixteenBitBoundary) {
+    const Bytes rle = {0, 5,    0x12, 0x34, 0x50,  // absolute: 1 2 3 4 5 in three bytes...
+                       0,                          // ...padded to 16 bits
+                       2, 0x66,                    // 6 6
+                       0, 1};
+    const Opened o = OpenAndLoad("odd-absolute.bmp", BitmapFile(7, 1, 4, 2, rle, 16));
+    ASSERT_TRUE(o.imp->ready);
+    EXPECT_EQ(RowOf(*o.image, 0, 7), (Bytes{1, 2, 3, 4, 5, 6, 6}));
 }
 
 TEST(BmpReader, RecognisesRunLengthFilesWhateverTheExtension) {
@@ -382,12 +404,33 @@ TEST(BmpReader, ReportsItsPhase) {
     ASSERT_TRUE(Load(&imp, &image, &progress, false));
     EXPECT_EQ(progress.events, (std::vector<std::string>{"Reading@0", "@100"}));
 
-    const std::string rlePath = test::WriteTempFile("phase.rle", BitmapFile(1, 1, 8, 1, {0, 1}, 256));
+    const std::string rlePath =
+        test::WriteTempFile("phase.rle", BitmapFile(1, 1, 8, 1, {0, 1}, 256));
     ImageImpFile rle(rlePath.c_str(), nullptr, false);
     Image rleImage(1, 1, 1, 1, rle.palette, 8);
     test::RecordingProgress rleProgress;
     ASSERT_TRUE(Load(&rle, &rleImage, &rleProgress, false));
     EXPECT_EQ(rleProgress.events, (std::vector<std::string>{"RLE decoding@0", "@100"}));
+}
+
+TEST(IconReader, BehindABitmapArrayHeaderTheDirectoryFollowsThatHeader) {
+    // "BA" shifts the whole file by 14 bytes, the directory included; the
+    // image offsets count from the start of the file, as pixel offsets do.
+    Bytes icon = IconFile({{16, 16, 4}, {32, 32, 8}});
+    for (int entry = 0; entry < 2; ++entry) {
+        uint8_t* offset = &icon[6 + 16 * entry + 12];
+        const uint32_t shifted = (offset[0] | offset[1] << 8) + 14u;
+        offset[0] = static_cast<uint8_t>(shifted);
+        offset[1] = static_cast<uint8_t>(shifted >> 8);
+    }
+    Bytes file = {'B', 'A'};
+    file.resize(14, 0);
+    file.insert(file.end(), icon.begin(), icon.end());
+    const Opened o = OpenAndLoad("array.ico", file);
+    ASSERT_TRUE(o.imp->ready) << g_errorText;
+    EXPECT_EQ(o.imp->width, 32);
+    EXPECT_EQ(o.imp->depth, 8);
+    EXPECT_EQ(o.image->Row(0)[0], 0x11);
 }
 
 TEST(IconReader, ChoosesTheEntryAtLeastAsLargeInEveryRespect) {

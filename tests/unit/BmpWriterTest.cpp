@@ -1,6 +1,7 @@
 // The bitmap writer through SaveAs, checked byte by byte.
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -10,6 +11,11 @@
 #include "core/Progress.h"
 #include "core/SaveAs.h"
 #include "tests/support/TestSupport.h"
+
+#ifndef _WIN32
+#include <sys/resource.h>
+#include <unistd.h>
+#endif
 
 namespace {
 using Bytes = std::vector<uint8_t>;
@@ -50,7 +56,8 @@ TEST(BmpWriter, WritesRowsBottomFirst) {
     const Bytes file = test::ReadFile(path);
     ASSERT_EQ(file.size(), 54u + 16);
     // Row size 8: six pixel bytes and two bytes of whatever follows the row.
-    EXPECT_EQ(Bytes(file.begin() + 54, file.begin() + 62), (Bytes{7, 8, 9, 10, 11, 12, 0xEE, 0xEE}));
+    EXPECT_EQ(Bytes(file.begin() + 54, file.begin() + 62),
+              (Bytes{7, 8, 9, 10, 11, 12, 0xEE, 0xEE}));
     EXPECT_EQ(Bytes(file.begin() + 62, file.begin() + 70), (Bytes{1, 2, 3, 4, 5, 6, 7, 8}));
 }
 
@@ -68,7 +75,7 @@ TEST(BmpWriter, AOnePixelWideRowTakesOnePaddingByteFromTheFollowingRow) {
 TEST(BmpWriter, WritesAPalettePictureOfDepthFourAsEightBitsWithAFullColourTable) {
     Bytes palette(768);
     for (int i = 0; i < 256; ++i) {
-        palette[3 * i] = static_cast<uint8_t>(i);           // red
+        palette[3 * i] = static_cast<uint8_t>(i);            // red
         palette[3 * i + 1] = static_cast<uint8_t>(255 - i);  // green
         palette[3 * i + 2] = static_cast<uint8_t>(i / 2);    // blue
     }
@@ -95,9 +102,35 @@ TEST(BmpWriter, SavingOverAnExistingFileReplacesIt) {
 }
 
 #ifndef _WIN32
-TEST(BmpWriter, AFullDiskGivesATruncatedFileAndStillSucceeds) {
+namespace {
+// Saves a 64 x 64 picture while files may not grow past 1000 bytes (a full
+// disk, in effect) and ends the process: status 0 when SaveAs succeeded.
+[[noreturn]] void SaveOntoAFullDisk(const std::string& path) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit limit;
+    limit.rlim_cur = limit.rlim_max = 1000;
+    setrlimit(RLIMIT_FSIZE, &limit);
     Image image(64, 64, 192, 64, nullptr, 24);
-    EXPECT_TRUE(SaveAs(0, "/dev/full", &image));
+    std::memset(image.pixels, 0x5A, image.PixelBytes());
+    _exit(SaveAs(0, path.c_str(), &image) ? 0 : 3);
+}
+}  // namespace
+
+TEST(BmpWriterDeathTest, AFullDiskGivesATruncatedFileAndStillSucceeds) {
+    // The writes beyond the limit fail, the writer does not look, and SaveAs
+    // reports success with a truncated file left.
+    const std::string path = test::TempPath("full-disk.bmp");
+    // Forked, so that the child writes where this process looks.
+    const std::string style = GTEST_FLAG_GET(death_test_style);
+    GTEST_FLAG_SET(death_test_style, "fast");
+    EXPECT_EXIT(SaveOntoAFullDisk(path), ::testing::ExitedWithCode(0), "");
+    GTEST_FLAG_SET(death_test_style, style);
+    const Bytes file = test::ReadFile(path);
+    ASSERT_EQ(file.size(), 1000u);
+    // The header still announces the whole picture.
+    EXPECT_EQ(Le32At(file, 2), 54u + 64 * 192);
+    EXPECT_EQ(Le32At(file, 22), 64u);
+    EXPECT_EQ(file[999], 0x5A);
 }
 #endif
 

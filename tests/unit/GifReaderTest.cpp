@@ -442,6 +442,29 @@ TEST(GifReader, EndCodeRightAfterAClearStops) {
     EXPECT_EQ(RowOf(*l.image, 0), (Bytes{3, 2, 0, 0}));
 }
 
+TEST(GifReader, StreamEndingEarlyLeavesTheRestOfThePictureUntouched) {
+    // 1, 2, 3, then entry 6 = "1 2", then the end code: five pixels of a
+    // 4 x 4 picture. The copy of "1 2" must not carry the 3 that follows it
+    // in the output along into pixel 5.
+    CodeWriter w(2);
+    for (unsigned code : {4u, 1u, 2u, 3u, 6u, 5u}) w.Put(code);
+    w.Flush();
+    Bytes file = Header(4, 4, 2);
+    file.push_back(',');
+    Le16(file, 0);
+    Le16(file, 0);
+    Le16(file, 4);
+    Le16(file, 4);
+    file.push_back(0);
+    const Bytes data = ImageData(2, w.bytes);
+    file.insert(file.end(), data.begin(), data.end());
+    const Loaded l = OpenAndLoad(file);
+    ASSERT_TRUE(l.loaded);
+    EXPECT_EQ(RowOf(*l.image, 0), (Bytes{1, 2, 3, 1}));
+    EXPECT_EQ(RowOf(*l.image, 1), (Bytes{2, 0, 0, 0}));
+    EXPECT_EQ(RowOf(*l.image, 2), (Bytes{0, 0, 0, 0}));
+}
+
 // Minimum code size 3 (clear 8): codes 8, 1, 1, 1 fill exactly two bytes
 // and leave entries 10 and 11, next free 12. What follows the data must read
 // as code 15 (all ones): the previous string "1" and its first byte.

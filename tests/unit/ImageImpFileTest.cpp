@@ -1,7 +1,5 @@
 // The import dispatcher, driven by a table of test readers whose behaviour
 // each test chooses, and by the real table on bitmap files.
-#include "core/ImageImpFile.h"
-
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -10,6 +8,7 @@
 
 #include "core/Error.h"
 #include "core/Image.h"
+#include "core/ImageImpFile.h"
 #include "core/ImportFormats.h"
 #include "tests/support/TestSupport.h"
 
@@ -210,7 +209,8 @@ TEST_F(Dispatcher, GreyModelBuildsARampOfOneEntryPerValue) {
     ImageImpFile imp(path.c_str(), nullptr, false);
     ASSERT_TRUE(imp.ready);
     const std::vector<uint8_t> ramp(imp.palette, imp.palette + 15);
-    EXPECT_EQ(ramp, (std::vector<uint8_t>{0, 0, 0, 85, 85, 85, 170, 170, 170, 255, 255, 255, 0, 0, 0}));
+    EXPECT_EQ(ramp,
+              (std::vector<uint8_t>{0, 0, 0, 85, 85, 85, 170, 170, 170, 255, 255, 255, 0, 0, 0}));
 }
 
 TEST_F(Dispatcher, InvertedGreyModelRunsFromWhite) {
@@ -383,19 +383,35 @@ TEST(ImportFormats, OffersTwentySixEntriesInTableOrder) {
 }
 
 TEST(ImportFormats, DescriptionsAreAsUsersSeeThem) {
-    const char* expected[26] = {
-        "Electronic Arts DP Brush", "Microsoft Windows Bitmap", "Microsoft Windows Cursor",
-        "Microsoft Windows DIBitMap", "Graphics Interchange Format", "Microsoft Windows Icon",
-        "Vantirel SlideShow", "Interchange File Format", "Joint Photographic Experts Group",
-        "Joint Photographic Experts Group", "Joint Photographic Experts Group",
-        "Electronic Arts DP BitMap", "MacPaint", "Atari Neochrome", "PBMPLUS Portable BitMap",
-        "ZSoft/PC Paintbrush", "PBMPLUS Portable Graymap", "Pictor/PC Paint",
-        "Portable Network Graphics", "PBMPLUS Portable PixelMap", "Sun Raster",
-        "Microsoft Windows RLE bitmap", "Sun Raster", "Truevision TARGA", "Tag Image File Format",
-        "Tag Image File Format"};
-    const char* extensions[26] = {"bbm", "bmp", "cur", "dib", "gif", "ico", "vts", "iff", "jif",
+    const char* expected[26] = {"Electronic Arts DP Brush",
+                                "Microsoft Windows Bitmap",
+                                "Microsoft Windows Cursor",
+                                "Microsoft Windows DIBitMap",
+                                "Graphics Interchange Format",
+                                "Microsoft Windows Icon",
+                                "Vantirel SlideShow",
+                                "Interchange File Format",
+                                "Joint Photographic Experts Group",
+                                "Joint Photographic Experts Group",
+                                "Joint Photographic Experts Group",
+                                "Electronic Arts DP BitMap",
+                                "MacPaint",
+                                "Atari Neochrome",
+                                "PBMPLUS Portable BitMap",
+                                "ZSoft/PC Paintbrush",
+                                "PBMPLUS Portable Graymap",
+                                "Pictor/PC Paint",
+                                "Portable Network Graphics",
+                                "PBMPLUS Portable PixelMap",
+                                "Sun Raster",
+                                "Microsoft Windows RLE bitmap",
+                                "Sun Raster",
+                                "Truevision TARGA",
+                                "Tag Image File Format",
+                                "Tag Image File Format"};
+    const char* extensions[26] = {"bbm", "bmp",  "cur", "dib", "gif", "ico", "vts", "iff", "jif",
                                   "jpg", "jpeg", "lbm", "mac", "neo", "pbm", "pcx", "pgm", "pic",
-                                  "png", "ppm", "ras", "rle", "sun", "tga", "tif", "tiff"};
+                                  "png", "ppm",  "ras", "rle", "sun", "tga", "tif", "tiff"};
     for (int i = 0; i < 26; ++i) {
         const char* extension = nullptr;
         const char* description = nullptr;

@@ -1,10 +1,9 @@
-#include "core/Image.h"
-
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <vector>
 
+#include "core/Image.h"
 #include "tests/support/TestSupport.h"
 
 namespace {
@@ -69,13 +68,34 @@ TEST(Image, RowsAreTopDownAtMultiplesOfTheStride) {
     EXPECT_EQ(image.Row(3), image.pixels + 33);
 }
 
-TEST(Image, WithoutAPaletteBlockDestroysOnlyThePixels) {
-    // A palette whose allocation failed leaves the record as one without a
-    // palette; it must still be destroyed cleanly.
-    auto* image = new Image(8, 8, 8, 8, nullptr, 8);
+namespace {
+size_t g_paletteRequest = 0;
+void* RefusePalette(size_t bytes) {
+    g_paletteRequest = bytes;
+    return nullptr;
+}
+}  // namespace
+
+TEST(Image, APaletteBlockThatCannotBeHadLeavesARecordWithoutPaletteThatDestroysCleanly) {
+    // The palette allocation fails silently: the record goes on without a
+    // palette (the depth still follows the palette that was given), and its
+    // destruction frees only the pixel block.
+    const std::vector<uint8_t> palette = Ramp768();
+    g_paletteRequest = 0;
+    const PaletteAllocator previous = SetPaletteAllocator(RefusePalette);
+    auto* image = new Image(8, 4, 8, 4, palette.data(), 0);
+    SetPaletteAllocator(previous);
+    EXPECT_EQ(g_paletteRequest, 772u);
     EXPECT_EQ(image->palette, nullptr);
     EXPECT_EQ(image->depth, 8);
+    ASSERT_NE(image->pixels, nullptr);
+    EXPECT_EQ(image->PixelBytes(), 5u * 8u);
     delete image;
+
+    // With the heap back, palettes are had again.
+    Image again(8, 4, 8, 4, palette.data(), 0);
+    ASSERT_NE(again.palette, nullptr);
+    EXPECT_EQ(again.palette[767], palette[767]);
 }
 
 TEST(Image, DrawOfThePlainRecordSucceeds) {
@@ -94,13 +114,13 @@ using ImageDeathTest = ::testing::Test;
 
 TEST(ImageDeathTest, PixelMemoryThatCannotBeHadEndsTheProgram) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT((test::PrintMessagesToStderr(), Image(1 << 30, 1 << 30, 1 << 30, (1 << 30) - 1, nullptr, 24)),
+    EXPECT_EXIT((test::PrintMessagesToStderr(),
+                 Image(1 << 30, 1 << 30, 1 << 30, (1 << 30) - 1, nullptr, 24)),
                 ::testing::ExitedWithCode(1), "QUIT!: EXIT: Out of memory");
 }
 
 TEST(ImageDeathTest, ANegativeRowCountEndsTheProgramLikeAnAllocationFailure) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT((test::PrintMessagesToStderr(), Image(127, -64, 127, -64, nullptr, 8)),
-                ::testing::ExitedWithCode(1),
-                "QUIT!: EXIT: Out of memory");
+                ::testing::ExitedWithCode(1), "QUIT!: EXIT: Out of memory");
 }

@@ -233,3 +233,51 @@ TEST(PcxReader, TruncatedRunLengthDataStopsCleanly) {
     ASSERT_TRUE(r.loaded);
     EXPECT_EQ(r.At(0, 1), 0);
 }
+
+TEST(PcxReader, ScanLinesFarLongerThanThePictureAskForNoMoreThanTheDataUnpacksTo) {
+    // 16 x 65535 pixels of 8 one-bit planes, each plane 65535 bytes a line:
+    // three times the scan lines would be about 94 GB, while three bytes of
+    // data unpack to at most 63.
+    PcxHeader h;
+    h.encoding = 1;
+    h.bits = 1;
+    h.planes = 8;
+    h.bytesPerLine = 65535;
+    h.xmax = 15;
+    h.ymax = 65534;
+    Bytes b = Header(h);
+    b.u8(0xC2).u8(0xFF).u8(0x01);  // two bytes 0xFF, then a literal 1
+    const auto r = OpenAndLoad("long-lines.pcx", b);
+    ASSERT_TRUE(r.loaded) << r.text;
+    EXPECT_EQ(r.width, 16);
+    EXPECT_EQ(r.height, 65535);
+    EXPECT_EQ(r.stride, 16);
+    // Row 0 has plane 0 set everywhere; the other planes and rows lie past
+    // the unpacked data.
+    for (int x = 0; x < 16; ++x) EXPECT_EQ(r.At(x, 0), 1) << x;
+    for (int x = 0; x < 16; ++x) EXPECT_EQ(r.At(x, 1), 0) << x;
+    for (int x = 0; x < 16; ++x) EXPECT_EQ(r.At(x, 65534), 0) << x;
+}
+
+TEST(PcxReader, OneBitRowsLongerThanTheStrideAreOverwrittenByTheNextRow) {
+    // 8 pixels wide (stride 16), one plane of 4 bytes a line: each row
+    // unpacks 32 pixels, running into the next row, which then overwrites
+    // them from its own start. The last row keeps what reaches the spare
+    // row.
+    PcxHeader h;
+    h.bits = 1;
+    h.planes = 1;
+    h.bytesPerLine = 4;
+    h.xmax = 7;
+    h.ymax = 1;
+    Bytes b = Header(h);
+    b.u8(0xF0).u8(0x0F).u8(0xFF).u8(0x00);  // row 0
+    b.u8(0x0F).u8(0xF0).u8(0x00).u8(0xFF);  // row 1
+    const auto r = OpenAndLoad("long-rows.pcx", b);
+    ASSERT_TRUE(r.loaded) << r.text;
+    ASSERT_EQ(r.stride, 16);
+    const std::vector<uint8_t> row0(r.pixels.begin(), r.pixels.begin() + 16);
+    const std::vector<uint8_t> row1(r.pixels.begin() + 16, r.pixels.begin() + 32);
+    EXPECT_EQ(row0, (std::vector<uint8_t>{1, 1, 1, 1, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1}));
+    EXPECT_EQ(row1, (std::vector<uint8_t>{0, 0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1, 0, 0, 0, 0}));
+}

@@ -329,6 +329,19 @@ TEST(PngReader, AnnouncesWhatItStores) {
 
 // ---- Palettes ----
 
+TEST(PngReader, StrideTooLargeForTheRecordBecomesTheLargestOne) {
+    // 0x55555556 RGB pixels a row are 0x100000002 bytes: the stride must not
+    // wrap round to 2. (Only announced here, not loaded.)
+    Bytes file = kSignature;
+    AddChunk(file, "IHDR", Header(0x55555556, 1, 8, 2));
+    AddChunk(file, "IEND", {});
+    const std::string path = test::WriteTempFile("wide.png", file);
+    ImageImpFile imp(path.c_str(), nullptr, false);
+    ASSERT_TRUE(imp.ready) << g_errorText;
+    EXPECT_EQ(imp.width, 0x55555556);
+    EXPECT_EQ(imp.stride, INT32_MAX);
+}
+
 TEST(PngReader, PaletteOfMoreThan256EntriesUsesTheFirst256) {
     Bytes palette = Palette(256);
     for (int i = 0; i < 44; ++i) palette.insert(palette.end(), {1, 2, 3});  // entries 256..299
@@ -430,6 +443,24 @@ TEST(PngReader, GreyWithAlphaDropsTheAlpha) {
         Header(2, 1, 16, 4), Unfiltered({{0xAB, 0xCD, 0x00, 0x00, 0x01, 0x02, 0xFF, 0xFF}})));
     ASSERT_TRUE(sixteen.loaded);
     EXPECT_EQ(RowOf(*sixteen.image, 0), (Bytes{0xAB, 0x01}));
+}
+
+TEST(PngReader, GreyWithAlphaOfFewerThanEightBitsKeepsTheGreySampleOfEachPixel) {
+    // Taken at 1, 2 and 4 bits too: 2-bit pixels (grey, alpha) of (3, 0),
+    // (1, 2), (2, 3) are the bits 11 00 01 10 10 11.
+    const Loaded two = OpenAndLoad(PngFile(Header(3, 1, 2, 4), Unfiltered({{0xC6, 0xB0}})));
+    ASSERT_TRUE(two.loaded);
+    EXPECT_EQ(two.imp->depth, 2);
+    EXPECT_EQ(RowOf(*two.image, 0), (Bytes{3, 1, 2}));
+    EXPECT_EQ(two.image->palette[3 * 1], 85);
+    // 4-bit pixels (grey, alpha) of (9, 15), (4, 0).
+    const Loaded four = OpenAndLoad(PngFile(Header(2, 1, 4, 4), Unfiltered({{0x9F, 0x40}})));
+    ASSERT_TRUE(four.loaded);
+    EXPECT_EQ(RowOf(*four.image, 0), (Bytes{9, 4}));
+    // 1-bit pixels (grey, alpha) of (1, 0), (0, 1), (1, 1), (0, 0), (1, 0).
+    const Loaded one = OpenAndLoad(PngFile(Header(5, 1, 1, 4), Unfiltered({{0x9C, 0x80}})));
+    ASSERT_TRUE(one.loaded);
+    EXPECT_EQ(RowOf(*one.image, 0), (Bytes{1, 0, 1, 0, 1}));
 }
 
 TEST(PngReader, RgbIsStoredBlueGreenRed) {

@@ -103,6 +103,28 @@ TEST(ResampleBicubic, ReferenceWeightsAtOneHalfAreTheDocumentedOnes) {
     }
 }
 
+TEST(ResampleBicubic, TheWeightTableIsTheKernelRoundedToTheNearestInteger) {
+    EXPECT_EQ(BicubicWeight(0, 128), -8192);
+    EXPECT_EQ(BicubicWeight(1, 128), 40960);
+    EXPECT_EQ(BicubicWeight(2, 128), 40960);
+    EXPECT_EQ(BicubicWeight(3, 128), -8192);
+    // On a sample the weights are 0, 1, 0, 0.
+    EXPECT_EQ(BicubicWeight(0, 0), 0);
+    EXPECT_EQ(BicubicWeight(1, 0), 65536);
+    EXPECT_EQ(BicubicWeight(2, 0), 0);
+    EXPECT_EQ(BicubicWeight(3, 0), 0);
+    // A quarter: w(1.25) = -9/64, w(0.25) = 57/64, w(0.75) = 19/64, w(1.75) = -3/64.
+    EXPECT_EQ(BicubicWeight(0, 64), -9216);
+    EXPECT_EQ(BicubicWeight(1, 64), 58368);
+    EXPECT_EQ(BicubicWeight(2, 64), 19456);
+    EXPECT_EQ(BicubicWeight(3, 64), -3072);
+    for (int f = 0; f < 256; ++f) {
+        const ReferenceWeights w = WeightsAt(f);
+        for (int tap = 0; tap < 4; ++tap)
+            ASSERT_EQ(BicubicWeight(tap, f), w.tap[tap]) << tap << " at " << f;
+    }
+}
+
 TEST(ResampleBicubic, HalfwayPixelsUseWeightsMinus8192And40960) {
     // Five columns into four: x step 0x8000, so pixels 1 and 3 fall halfway
     // (f = 128) with taps from columns 0..3 and 1..4; pixels 0 and 2 sit on
@@ -262,6 +284,29 @@ TEST(ResampleBicubic, LoadIntoANewImageDecodesThenResamples) {
               std::vector<uint8_t>(thumbnail.pixels, thumbnail.pixels + 21 * 5));
 }
 
+TEST(ResampleBicubic, LoadIntoANewImageGivesAPalettePictureItsPalette) {
+    // The intermediate picture takes the record's palette and depth, so the
+    // resampler expands it through that palette first.
+    uint8_t palette[kPaletteBytes];
+    std::mt19937 random(31);
+    for (uint8_t& byte : palette) byte = static_cast<uint8_t>(random());
+    Image picture(21, 13, 21, 13, palette, 8);
+    for (int y = 0; y < 13; ++y)
+        for (int x = 0; x < 21; ++x) picture.Row(y)[x] = static_cast<uint8_t>(random());
+    const std::string path = test::TempPath("resample-load8.bmp");
+    ASSERT_TRUE(SaveAs(0, path.c_str(), &picture));
+
+    ImageImpFile imp(path.c_str(), nullptr, false);
+    ASSERT_TRUE(imp.ready);
+    ASSERT_EQ(imp.depth, 8);
+    Image thumbnail(9, 6, 27, 6, nullptr, 24);
+    ASSERT_TRUE(Load(&imp, &thumbnail, nullptr, true));
+    Image expanded(21, 13, 63, 13, nullptr, 24);
+    ASSERT_TRUE(clr_8to24bit(&expanded, &picture, nullptr));
+    EXPECT_EQ(ReferenceResample(expanded, 9, 6),
+              std::vector<uint8_t>(thumbnail.pixels, thumbnail.pixels + 27 * 6));
+}
+
 TEST(ResampleNearest, ColourPicturesTakeThePixelAtHalfAStep) {
     // 4 x 4 into 2 x 2: steps of 2 pixels starting at 1, so columns and rows 1, 3.
     auto source = RandomPicture(4, 4, 12);
@@ -288,6 +333,31 @@ TEST(ResampleNearest, PalettePicturesCopyIndices) {
     const uint8_t expected[3][7] = {
         {1, 1, 2, 2, 2, 3, 3}, {1, 1, 2, 2, 2, 3, 3}, {4, 4, 5, 5, 5, 6, 6}};
     for (int y = 0; y < 3; ++y) EXPECT_EQ(std::memcmp(out.Row(y), expected[y], 7), 0) << y;
+}
+
+TEST(ResampleNearest, ColourColumnsAreSignedSixteenBitNumbers) {
+    // 32769 pixels wide onto as many: one step per pixel from half a step, so
+    // column j is j, until 32768 reads as -32768. In row 1 that is 3 x 32768
+    // bytes before the row: row 0's pixel 1 (rows are 3 x 32769 bytes).
+    const int width = 32769;
+    Image source(width, 2, 3 * width, 2, nullptr, 24);
+    for (int y = 0; y < 2; ++y)
+        for (int x = 0; x < width; ++x) {
+            uint8_t* p = source.Row(y) + 3 * x;
+            p[0] = static_cast<uint8_t>(x);
+            p[1] = static_cast<uint8_t>(x >> 8);
+            p[2] = static_cast<uint8_t>(10 + y);
+        }
+    Image out(width, 2, 3 * width, 2, nullptr, 24);
+    ASSERT_TRUE(ResampleNearest(&out, &source, nullptr));
+    const uint8_t* last = out.Row(1) + 3 * 32767;
+    EXPECT_EQ(last[0], 0xFF);
+    EXPECT_EQ(last[1], 0x7F);
+    EXPECT_EQ(last[2], 11);
+    const uint8_t* wrapped = out.Row(1) + 3 * 32768;
+    EXPECT_EQ(wrapped[0], 1);
+    EXPECT_EQ(wrapped[1], 0);
+    EXPECT_EQ(wrapped[2], 10);
 }
 
 TEST(ResampleNearest, PairsOfDifferentDepthAreLeftAloneAndSucceed) {

@@ -1,8 +1,8 @@
-#include "core/RowUtils.h"
-
 #include <gtest/gtest.h>
 
 #include <vector>
+
+#include "core/RowUtils.h"
 
 using Bytes = std::vector<uint8_t>;
 

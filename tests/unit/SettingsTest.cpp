@@ -1,10 +1,10 @@
-#include "core/Settings.h"
-
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <string>
 #include <vector>
+
+#include "core/Settings.h"
 
 TEST(Settings, DefaultsAreThoseOfAFreshFirstInstance) {
     SettingsBlock block;
@@ -28,12 +28,14 @@ TEST(Settings, PersistedValuesAreNamedAndOrderedAsInTheRegistry) {
     std::vector<std::string> names;
     for (const SettingValue& value : kSettingValues) names.push_back(value.name);
     EXPECT_EQ(names, (std::vector<std::string>{
-                         "szLastImpDir", "szLastExpDir", "iLastExpType", "disp.bUseMaxColors",
-                         "disp.bDither", "disp.bDither15", "disp.bFixedPalette",
-                         "disp.bRunMaximized", "disp.bTitleRes", "disp.bOpenInfo",
-                         "disp.bAutoSize", "jpeg.bFastDCT", "jpeg.bFastUnsubsample", "stat.iOpen",
-                         "stat.iSave", "idx.bShowDirs", "idx.bShowOther", "idx.bShowRes",
-                         "idx.bShowSize", "idx.iIconX", "idx.iIconY", "idx.iIconSpacing"}));
+                         "szLastImpDir",          "szLastExpDir",       "iLastExpType",
+                         "disp.bUseMaxColors",    "disp.bDither",       "disp.bDither15",
+                         "disp.bFixedPalette",    "disp.bRunMaximized", "disp.bTitleRes",
+                         "disp.bOpenInfo",        "disp.bAutoSize",     "jpeg.bFastDCT",
+                         "jpeg.bFastUnsubsample", "stat.iOpen",         "stat.iSave",
+                         "idx.bShowDirs",         "idx.bShowOther",     "idx.bShowRes",
+                         "idx.bShowSize",         "idx.iIconX",         "idx.iIconY",
+                         "idx.iIconSpacing"}));
 }
 
 TEST(Settings, ValueTypesAndSizesMatchTheirFields) {

@@ -184,6 +184,27 @@ TEST(TiffLzw, NeverWritesPastTheDestination) {
     for (size_t i = 200; i < 300; ++i) ASSERT_EQ(destination[i], 0xEE) << i;
 }
 
+TEST(TiffLzw, StopsReadingAfterTwiceItsRoomInCodesPlus64) {
+    // Room for 4 bytes: at most 2 * 4 + 64 = 72 codes are read. A run of
+    // 100 clear codes ends there, 72 * 9 = 648 bits = 81 bytes in, with
+    // nothing written; the literal behind the run is never reached.
+    std::vector<unsigned> codes(100, kClear);
+    codes.push_back('z');
+    codes.push_back(kEnd);
+    const std::vector<uint8_t> stream = PackCodes(codes);
+    std::vector<uint8_t> destination(8, 0xEE);
+    const uint8_t* end = TiffLzwDecode(destination.data(), destination.data() + 4, stream.data(),
+                                       stream.data() + stream.size());
+    EXPECT_EQ(end - stream.data(), 81);
+    EXPECT_EQ(destination, std::vector<uint8_t>(8, 0xEE));
+
+    // With room for 20 bytes the budget is 104 codes: the same stream
+    // decodes to its literal and ends at its end code.
+    const Result r = Decode(stream, 20);
+    EXPECT_EQ(r.output, (std::vector<uint8_t>{'z'}));
+    EXPECT_EQ(r.consumed, stream.size());
+}
+
 TEST(TiffLzw, StopsWhereTheInputEndsWithoutAnEndCode) {
     std::vector<uint8_t> stream = PackCodes({kClear, 'a', 'b', 'c', kEnd});
     stream.resize(4);  // clear, 'a', 'b' and 5 bits of 'c'

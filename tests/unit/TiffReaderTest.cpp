@@ -229,6 +229,24 @@ TEST(TiffReader, WidthAndHeightAsLongValues) {
     EXPECT_EQ(l.Row(1, 2), (Bytes{7, 6}));
 }
 
+TEST(TiffReader, StrideTooLargeForTheRecordBecomesTheLargestOne) {
+    // 0x55555556 RGB pixels a row are 0x100000002 bytes: the stride must not
+    // wrap round to 2.
+    TiffBuilder tiff;
+    const uint32_t bits = tiff.Shorts({8, 8, 8});
+    tiff.Entry(kWidth, kLong, 1, 0x55555556)
+        .Entry(kLength, kShort, 1, 1)
+        .Entry(kBitsPerSample, kShort, 3, bits)
+        .Entry(kSamplesPerPixel, kShort, 1, 3)
+        .Entry(kPhotometric, kShort, 1, 2)
+        .Entry(kStripOffsets, kLong, 1, 8);
+    const std::string path = test::WriteTempFile("wide.tif", tiff.Build());
+    ImageImpFile imp(path.c_str(), nullptr, false);
+    ASSERT_TRUE(imp.ready) << g_errorText;
+    EXPECT_EQ(imp.width, 0x55555556);
+    EXPECT_EQ(imp.stride, INT32_MAX);
+}
+
 TEST(TiffReader, SomethingThatIsNotTiffIsNotRecognised) {
     const std::string path = test::WriteTempFile("not-tiff.tif", {'X', 'X', 42, 0, 8, 0, 0, 0});
     ImageImpFile imp(path.c_str(), nullptr, false);
@@ -619,6 +637,46 @@ TEST(TiffReader, LongStripOffsetPastTheEndDecodesAllStripsBackToBackFromOffset8)
     EXPECT_EQ(l.Row(0, 3), (Bytes{1, 2, 3}));
     EXPECT_EQ(l.Row(1, 3), (Bytes{4, 5, 6}));
     EXPECT_EQ(l.Row(2, 3), (Bytes{7, 8, 9}));
+}
+
+TEST(TiffReader, LzwStripDescribingMoreThanItsRowsKeepsToItsOwnPlace) {
+    // Two strips of one 4-pixel row. The first strip's codes describe two
+    // rows' worth; the second is short. The first strip's surplus is not
+    // written into the second strip's row.
+    TiffBuilder tiff;
+    const uint32_t s0 = tiff.Data(LzwLiterals({1, 2, 3, 4, 5, 6, 7, 8}));
+    const uint32_t s1 = tiff.Data(LzwLiterals({9, 10}));
+    const uint32_t list = tiff.Longs({s0, s1});
+    tiff.Entry(kWidth, kShort, 1, 4)
+        .Entry(kLength, kShort, 1, 2)
+        .Entry(kBitsPerSample, kShort, 1, 8)
+        .Entry(kCompression, kShort, 1, 5)
+        .Entry(kRowsPerStrip, kShort, 1, 1)
+        .Entry(kStripOffsets, kLong, 2, list);
+    const Loaded l = Open(tiff.Build());
+    ASSERT_TRUE(l.ready) << l.text;
+    EXPECT_EQ(l.Row(0, 4), (Bytes{1, 2, 3, 4}));
+    EXPECT_EQ(l.Row(1, 4), (Bytes{9, 10, 0, 0}));
+}
+
+TEST(TiffReader, RepairModeChainsLzwStripsThatFillTheirRowsExactly) {
+    // In repair mode every strip starts right behind the previous one's end
+    // code; a strip filling exactly its own place still reads that code.
+    TiffBuilder tiff;
+    tiff.Data(LzwLiterals({1, 2, 3, 4}));
+    tiff.Data(LzwLiterals({5, 6, 7, 8}));
+    const uint32_t list = tiff.Longs({0x7FFFFFF0, 0});
+    tiff.Entry(kWidth, kShort, 1, 4)
+        .Entry(kLength, kShort, 1, 2)
+        .Entry(kBitsPerSample, kShort, 1, 8)
+        .Entry(kCompression, kShort, 1, 5)
+        .Entry(kRowsPerStrip, kShort, 1, 1)
+        .Entry(kStripOffsets, kLong, 2, list);
+    const Loaded l = Open(tiff.Build());
+    ASSERT_TRUE(l.ready) << l.text;
+    ASSERT_EQ(l.messages.size(), 1u);
+    EXPECT_EQ(l.Row(0, 4), (Bytes{1, 2, 3, 4}));
+    EXPECT_EQ(l.Row(1, 4), (Bytes{5, 6, 7, 8}));
 }
 
 TEST(TiffReader, RepairModeTakesUncompressedStripsAsOneAfterTheOther) {

@@ -63,6 +63,19 @@ TEST_F(ProgressDialogTest, StatusSetsTheTextAndTheBar) {
     EXPECT_EQ(ControlText(dialog.Window(), 97), "De-filtering");
 }
 
+TEST_F(ProgressDialogTest, AZeroTotalIsNotDividedByAndLeavesTheBarAlone) {
+    // Callers always pass a positive total; the dialog does not divide by a
+    // zero one, it leaves the bar where it was.
+    ProgressDialog dialog("CAT.TIF", "Opening");
+    dialog.SetProgress(1, 4);
+    EXPECT_EQ(BarPosition(dialog.Window()), 25);
+    dialog.SetProgress(3, 0);
+    EXPECT_EQ(BarPosition(dialog.Window()), 25);
+    dialog.SetStatus("Decompressing", 7, 0);
+    EXPECT_EQ(ControlText(dialog.Window(), 97), "Decompressing");
+    EXPECT_EQ(BarPosition(dialog.Window()), 25);
+}
+
 TEST_F(ProgressDialogTest, TwoDialogsSitSideBySideAtTheBottomRight) {
     auto first = std::make_unique<ProgressDialog>("one", "Opening");
     auto second = std::make_unique<ProgressDialog>("two", "Opening");

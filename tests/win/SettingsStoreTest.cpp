@@ -2,12 +2,27 @@
 
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "app/SettingsStore.h"
 #include "display/DisplayCaps.h"
 #include "tests/support/TestSupport.h"
 
 namespace {
+
+// The installation check as opening the settings calls it.
+struct CheckCall {
+    bool keyOpen;
+    bool shellAware;
+};
+std::vector<CheckCall> g_checks;
+bool g_checkWritesSpacing = false;
+void RecordCheck(HKEY key, bool shellAware) {
+    g_checks.push_back({key != nullptr, shellAware});
+    if (key && g_checkWritesSpacing)
+        RegSetValueExA(key, "idx.iIconSpacing", 0, REG_DWORD,
+                       reinterpret_cast<const BYTE*>("\x05\0\0\0"), 4);
+}
 
 // Each test uses a section and a key of its own, so nothing is shared with a
 // running program or with other tests.
@@ -20,6 +35,9 @@ protected:
         key_ = "Software\\Dravik\\VantirelTest\\" + unique;
         location_.sectionName = section_.c_str();
         location_.keyPath = key_.c_str();
+        location_.installationCheck = RecordCheck;
+        g_checks.clear();
+        g_checkWritesSpacing = false;
         RegDeleteKeyA(HKEY_CURRENT_USER, key_.c_str());
         saved_ = g_settings;
     }
@@ -82,6 +100,23 @@ TEST_F(SettingsStoreTest, FirstInstanceWithAFreshKeyHoldsTheDefaults) {
     EXPECT_STREQ(g_settings->helpPath, help.c_str());
     CloseSettings(&record, location_);
     EXPECT_EQ(g_settings, saved_);
+}
+
+TEST_F(SettingsStoreTest, FirstInstanceRunsTheInstallationCheckBeforeReadingTheValues) {
+    // What the check writes is there when the values are read after it.
+    g_checkWritesSpacing = true;
+    InstanceRecord record = {};
+    OpenSettings(&record, location_);
+    ASSERT_EQ(g_checks.size(), 1u);
+    EXPECT_TRUE(g_checks[0].keyOpen);
+    EXPECT_TRUE(g_checks[0].shellAware);  // Wine reports a version above 4
+    EXPECT_EQ(g_settings->idx.iIconSpacing, 5);
+    // A later instance only counts itself.
+    InstanceRecord second = {};
+    OpenSettings(&second, location_);
+    EXPECT_EQ(g_checks.size(), 1u);
+    CloseSettings(&second, location_);
+    CloseSettings(&record, location_);
 }
 
 TEST_F(SettingsStoreTest, FieldsLieAtTheirByteOffsetsInTheSharedSection) {
@@ -270,6 +305,9 @@ TEST_F(SettingsStoreTest, WithoutTheKeyEveryFieldStaysZero) {
               ERROR_SUCCESS);
     InstanceRecord record = {};
     OpenSettings(&record, location_);
+    // The check runs all the same, without a key.
+    ASSERT_EQ(g_checks.size(), 1u);
+    EXPECT_FALSE(g_checks[0].keyOpen);
     EXPECT_EQ(g_settings->idx.iIconX, 0);
     EXPECT_EQ(g_settings->idx.iIconY, 0);
     EXPECT_EQ(g_settings->disp.bDither, 0);

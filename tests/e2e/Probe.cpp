@@ -373,7 +373,13 @@ int Execute(const std::vector<std::string>& a, std::string* out) {
         }
         HWND control = ControlIn(dialog, std::atoi(arg(2).c_str()));
         if (!control) return 1;
-        if (verb == "text") *out = TextOf(control);
+        if (verb == "text") {
+            // Asked of the control itself: an edit control of another
+            // process keeps its text to itself otherwise.
+            char text[1024] = {};
+            SendMessageA(control, WM_GETTEXT, sizeof text, reinterpret_cast<LPARAM>(text));
+            *out = text;
+        }
         if (verb == "checked")
             *out = SendMessageA(control, BM_GETCHECK, 0, 0) == BST_CHECKED ? "1" : "0";
         if (verb == "click") SendMessageA(control, BM_CLICK, 0, 0);

@@ -22,7 +22,7 @@ import traceback
 from PIL import Image
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from run_e2e import VK, Session, differences  # noqa: E402
+from run_e2e import SHEET, VK, Session, differences  # noqa: E402
 
 # Offsets in the shared settings block.
 OFFSET = {"bShowDirs": 1056, "bShowOther": 1057, "iIconX": 1060, "iIconY": 1064,
@@ -247,6 +247,19 @@ def case_an_index_without_pictures_shrinks_to_the_margins(s, files):
     columns, rows, cell_height, _ = wait_built(s, "NOPICS - Vantirel Index", 2)
     shot = s.client_pixels("NOPICS - Vantirel Index", settle=0.3)
     check_cells(shot, 2, columns, rows, cell_height)
+
+    # "Properties" shows the sheet with the index's page first.
+    s.probe("command", "NOPICS - Vantirel Index", 101)
+    assert s.probe("dialog", SHEET, 20).returncode == 0, "no properties sheet"
+    assert s.probe("text", SHEET, 234).stdout == "88"  # thumbnail width
+    assert s.probe("text", SHEET, 235).stdout == "66"  # and height
+    assert s.probe("checked", SHEET, 230).stdout == "1"  # directories shown
+    s.probe("press", SHEET, 2)
+    for _ in range(50):
+        if s.probe("dcount", SHEET).stdout == "0":
+            break
+        time.sleep(0.1)
+    assert s.probe("dcount", SHEET).stdout == "0", "the sheet did not close"
     s.probe("key", "NOPICS", VK["escape"])
     assert s.probe("igone", "NOPICS", 15).returncode == 0
 

@@ -602,9 +602,18 @@ public:
 
 }  // namespace
 
+namespace {
+bool g_indexProcess = false;
+}  // namespace
+
+void MarkIndexProcess() { g_indexProcess = true; }
+
 bool OpenInViewer(HWND window, const char* path, bool spawn) {
     (void)window;
     if (IsSlideShowPath(path)) {
+        // The index window has no viewer to play in: the show gets a process
+        // of its own, its path given as it stands.
+        if (g_indexProcess) return OpenSlideShowInNewProcess(path);
         ViewerSlideShowHost host;
         if (PlaySlideShow(path, &host)) return true;
         ShowErrorReport();

@@ -241,18 +241,11 @@ std::string IndexArgumentFor(const char* directory) {
 }
 
 std::vector<MenuItem> BuildIndexMenu() {
-    auto item = [](int command, const char* text, bool isDefault = false) {
-        MenuItem entry;
-        entry.command = command;
-        entry.text = text;
-        entry.isDefault = isDefault;
-        return entry;
-    };
     const MenuItem separator;
-    return {item(kIdxCmdSpawnViewer, "Spawn viewer", true),
+    return {MenuCommand(kIdxCmdSpawnViewer, "Spawn viewer", true),
             separator,
-            item(kIdxCmdProperties, "Properties"),
-            item(kIdxCmdRecreate, "Recreate"),
+            MenuCommand(kIdxCmdProperties, "Properties"),
+            MenuCommand(kIdxCmdRecreate, "Recreate"),
             separator,
-            item(kIdxCmdHelp, "Help")};
+            MenuCommand(kIdxCmdHelp, "Help")};
 }

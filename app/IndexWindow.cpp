@@ -14,6 +14,7 @@
 #include "app/Seams.h"
 #include "app/SettingsStore.h"
 #include "app/ViewerWindow.h"
+#include "app/WindowClass.h"
 #include "core/Error.h"
 #include "core/Image.h"
 #include "core/ImageImpFile.h"
@@ -473,28 +474,8 @@ LRESULT CALLBACK IndexProc(HWND window, UINT message, WPARAM wParam, LPARAM lPar
 }
 
 bool RegisterIndexClass(HINSTANCE instance) {
-    const UINT style = CS_DBLCLKS | CS_BYTEALIGNCLIENT;
-    WNDCLASSEXA extended = {};
-    extended.cbSize = sizeof extended;
-    extended.style = style;
-    extended.lpfnWndProc = IndexProc;
-    extended.hInstance = instance;
-    extended.hIcon = static_cast<HICON>(
-        LoadImageA(instance, MAKEINTRESOURCEA(IDI_VANTIREL), IMAGE_ICON, 32, 32, 0));
-    extended.hIconSm = static_cast<HICON>(
-        LoadImageA(instance, MAKEINTRESOURCEA(IDI_VANTIREL_SMALL), IMAGE_ICON, 16, 16, 0));
-    extended.hCursor = LoadCursor(nullptr, IDC_ARROW);
-    extended.lpszClassName = kClassName;
-    if (RegisterClassExA(&extended)) return true;
-    // Platforms without the extended registration take the older one.
-    WNDCLASSA older = {};
-    older.style = style;
-    older.lpfnWndProc = IndexProc;
-    older.hInstance = instance;
-    older.hIcon = extended.hIcon;
-    older.hCursor = extended.hCursor;
-    older.lpszClassName = kClassName;
-    return RegisterClassA(&older) != 0;
+    return RegisterProgramClass(instance, kClassName, IndexProc, CS_DBLCLKS | CS_BYTEALIGNCLIENT,
+                                LoadCursor(nullptr, IDC_ARROW));
 }
 
 }  // namespace

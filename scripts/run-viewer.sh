@@ -24,6 +24,9 @@ export WINEDLLOVERRIDES="mscoree,mshtml="
 if [[ ! -d $WINEPREFIX/drive_c ]]; then
   echo "Preparing the Wine prefix $WINEPREFIX (once)..." >&2
   wineboot -i >/dev/null 2>&1 || true
+  # Processes the set-up left running have no display driver; later ones
+  # would join them.
+  wineserver -k >/dev/null 2>&1 || true
 fi
 
 # Wine takes a path of the host as it stands (it maps / to drive Z:).
@@ -52,6 +55,12 @@ wine "$build/Vantirel.exe" "$target" >/dev/null 2>&1 &
 title="$(basename "$target") - Vantirel v3.0"
 for _ in $(seq 1200); do  # the first start in a new prefix is slow
   xdotool search --name "^$(printf '%s' "$title" | sed 's/[.]/\\./g')\$" >/dev/null 2>&1 && break
+  # The first start in a new prefix installs the program: it greets the user
+  # and asks about taking over file types. Answer with each box's default
+  # button (OK; Yes, take the type over in this prefix).
+  for box in $(xdotool search --name '^Vantirel - Installation$' 2>/dev/null); do
+    xdotool key --window "$box" Return >/dev/null 2>&1 || true
+  done
   sleep 0.1
 done
 if ! xdotool search --name "Vantirel v3.0" >/dev/null 2>&1; then

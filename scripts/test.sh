@@ -2,8 +2,9 @@
 # Builds everything and runs every test:
 #   1. native build (g++): the library, vantirel-cli, the tests (ctest)
 #   2. Windows x86_64 build (mingw-w64): the same tests and the Windows tests, run under Wine
-#   3. Windows i686 build: compiled only (this machine's Wine runs 64-bit programs only)
-#   4. libFuzzer targets (clang, ASan, UBSan): a short pass over each, seeded with the corpus
+#   3. the main job (scripts/run.sh) without a display: the viewer shows the sample picture
+#   4. Windows i686 build: compiled only (this machine's Wine runs 64-bit programs only)
+#   5. libFuzzer targets (clang, ASan, UBSan): a short pass over each, seeded with the corpus
 # Ends with one line "N passed, N failed" over all test runs; exits non-zero on any failure.
 set -uo pipefail
 cd "$(dirname "$0")/.."
@@ -75,6 +76,14 @@ if build build-win64 win64 -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake; 
   run_ctest build-win64 win64
   wineserver -k >/dev/null 2>&1 || true
   [[ -n "${xvfb_pid:-}" ]] && kill "$xvfb_pid" 2>/dev/null
+fi
+
+step "Main job: the viewer on the sample picture, headless"
+if env -u DISPLAY WINEPREFIX="$root/build-viewer/wineprefix" timeout 600 bash scripts/run.sh; then
+  passed=$((passed + 1))
+else
+  problems+=("main job: scripts/run.sh failed")
+  failed=$((failed + 1))
 fi
 
 step "Windows i686 build (compile only)"

@@ -132,10 +132,12 @@ inline void CopyLongString(uint8_t* out, const uint8_t* from, uint32_t length) {
         StoreWord(out + i, LoadWord(from + i));
     StoreWord(out + length - kWordBytes, LoadWord(from + length - kWordBytes));
 }
-}  // namespace
 
-const uint8_t* TiffLzwDecode(uint8_t* destination, uint8_t* destinationEnd, const uint8_t* source,
-                             const uint8_t* sourceEnd) {
+// The decoder, for a destination of any content or (kClear) for one that
+// holds only zeros beyond what has been decoded.
+template <bool kClear>
+const uint8_t* Decode(uint8_t* destination, uint8_t* destinationEnd, const uint8_t* source,
+                      const uint8_t* sourceEnd) {
     Entry table[kTableSize];
     for (unsigned i = 0; i < 256; ++i) table[i] = Entry{i, Place(0, 1)};
 
@@ -154,20 +156,23 @@ const uint8_t* TiffLzwDecode(uint8_t* destination, uint8_t* destinationEnd, cons
     const size_t room = static_cast<size_t>(destinationEnd - destination);
     size_t codesLeft = room > (SIZE_MAX - kSpareCodes) / 2 ? SIZE_MAX : 2 * room + kSpareCodes;
 
-    // Codes are decoded quickly while the output has a word written behind
-    // it and a word of room ahead, and the input has four bytes at the
-    // code: a string of up to a word is then stored as the word that ends
-    // on its last byte, made of the output's last bytes and the string's
-    // (writing nothing outside the string but what is there already).
-    uint8_t* const quickFrom = destination + kWordBytes;
-    uint8_t* const quickTo = room >= kWordBytes ? destinationEnd - kWordBytes : destination;
+    // Codes are decoded quickly while the output has a word of room ahead
+    // and the input has four bytes at the code. A string of up to a word
+    // is then written with one store: into a clear destination as the word
+    // of its bytes and zeros behind them, which leaves zeros where zeros
+    // were; otherwise as the word that ends on the string's last byte, made
+    // of the output's last bytes and the string's, which needs a word of
+    // output behind it. Either way nothing outside the string changes.
+    const bool quickRoom = room >= kWordBytes;
+    uint8_t* const quickFrom = kClear ? destination : destination + kWordBytes;
+    uint8_t* const quickTo = quickRoom ? destinationEnd - kWordBytes : destination;
 
     unsigned code = 0;
     bool haveCode = false;  // a code read by the quick loop that it leaves to the careful one
     for (;;) {
-        if (!haveCode && out >= quickFrom && out <= quickTo && codesLeft != 0 &&
+        if (!haveCode && quickRoom && out >= quickFrom && out <= quickTo && codesLeft != 0 &&
             bits.CanReadQuickly()) {
-            Word tail = LoadWord(out - kWordBytes);  // the output's last word
+            Word tail = kClear ? 0 : LoadWord(out - kWordBytes);  // the output's last word
             do {
                 --codesLeft;
                 code = bits.ReadQuickly(width);
@@ -190,10 +195,15 @@ const uint8_t* TiffLzwDecode(uint8_t* destination, uint8_t* destinationEnd, cons
                 }
                 const uint32_t length = LengthOf(place);
                 if (length <= kWordBytes) {
-                    // Shifting by 8 * length - 1 and then by 1 keeps both
-                    // shifts below the word's width.
-                    tail = ((tail >> (8 * length - 1)) >> 1) | head << (8 * (kWordBytes - length));
-                    StoreWord(out + length - kWordBytes, tail);
+                    if (kClear) {
+                        StoreWord(out, head);
+                    } else {
+                        // Shifting by 8 * length - 1 and then by 1 keeps
+                        // both shifts below the word's width.
+                        tail =
+                            ((tail >> (8 * length - 1)) >> 1) | head << (8 * (kWordBytes - length));
+                        StoreWord(out + length - kWordBytes, tail);
+                    }
                 } else {
                     if (length > static_cast<size_t>(destinationEnd - out)) {
                         // Only part of it fits: the careful loop writes that.
@@ -201,7 +211,7 @@ const uint8_t* TiffLzwDecode(uint8_t* destination, uint8_t* destinationEnd, cons
                         break;
                     }
                     CopyLongString(out, destination + OffsetOf(place), length);
-                    tail = LoadWord(out + length - kWordBytes);
+                    if (!kClear) tail = LoadWord(out + length - kWordBytes);
                 }
 
                 if (nextCode < kTableSize) {
@@ -292,4 +302,11 @@ const uint8_t* TiffLzwDecode(uint8_t* destination, uint8_t* destinationEnd, cons
         out += length;
     }
     return bits.Position();
+}
+}  // namespace
+
+const uint8_t* TiffLzwDecode(uint8_t* destination, uint8_t* destinationEnd, const uint8_t* source,
+                             const uint8_t* sourceEnd, bool destinationIsClear) {
+    return destinationIsClear ? Decode<true>(destination, destinationEnd, source, sourceEnd)
+                              : Decode<false>(destination, destinationEnd, source, sourceEnd);
 }

@@ -469,12 +469,14 @@ bool LoadTiff(ImageImpFile* imp, Image* image, Progress* progress) {
             // code is read all the same and the end address is the same.
             // (Unbounded, a file of many strips that all point at one long
             // stream would decode it over the rest of the picture for every
-            // strip.)
+            // strip.) The strip's place is still clear: the work buffer and
+            // a new Image's pixel block start zero-filled, and no other
+            // strip writes there.
             uint8_t* const stripEnd =
                 destination +
                 std::min<uint64_t>(stripBytes, static_cast<uint64_t>(workEnd - destination));
-            end = static_cast<uint64_t>(TiffLzwDecode(destination, stripEnd, source, fileEnd) -
-                                        imp->data);
+            end = static_cast<uint64_t>(
+                TiffLzwDecode(destination, stripEnd, source, fileEnd, true) - imp->data);
         } else if (tiff.compression == kPackBits) {
             // The run that crosses the strip's count is written whole, into
             // the next strip's place (which that strip then overwrites);

@@ -278,6 +278,16 @@ void DecodeInto(test::Fnv64& hash, const std::vector<uint8_t>& stream, size_t ro
     ASSERT_LE(end, source.get() + stream.size());
     for (size_t i = room; i < room + kGuard; ++i) ASSERT_EQ(destination[i], 0xEE) << i;
     hash.Add(room).Add(static_cast<uint64_t>(end - source.get())).Add(destination);
+
+    // Into a clear destination, told so or not, the same bytes and the same
+    // position.
+    std::vector<uint8_t> told(room + kGuard, 0), notTold(room + kGuard, 0);
+    const uint8_t* toldEnd = TiffLzwDecode(told.data(), told.data() + room, source.get(),
+                                           source.get() + stream.size(), true);
+    const uint8_t* notToldEnd = TiffLzwDecode(notTold.data(), notTold.data() + room, source.get(),
+                                              source.get() + stream.size(), false);
+    ASSERT_EQ(toldEnd, notToldEnd);
+    ASSERT_EQ(told, notTold);
 }
 
 TEST(TiffLzw, RandomBytesDecodeAsBefore) {

@@ -22,3 +22,19 @@ void UndoHorizontalPredictor(uint8_t* pixels, int width, int height, int stride,
         }
     }
 }
+
+void UndoHorizontalPredictorSwappingRedBlue(uint8_t* pixels, int width, int height, int stride) {
+    if (width <= 0 || height <= 0) return;
+    for (int y = 0; y < height; ++y) {
+        uint8_t* pixel = pixels + static_cast<ptrdiff_t>(y) * stride;
+        uint8_t first = 0, second = 0, third = 0;
+        for (int x = 0; x < width; ++x, pixel += 3) {
+            first = static_cast<uint8_t>(first + pixel[0]);
+            second = static_cast<uint8_t>(second + pixel[1]);
+            third = static_cast<uint8_t>(third + pixel[2]);
+            pixel[0] = third;
+            pixel[1] = second;
+            pixel[2] = first;
+        }
+    }
+}

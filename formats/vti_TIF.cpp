@@ -407,6 +407,18 @@ void PlaceRows(Image* image, const uint8_t* rows, size_t rowBytes) {
     CopyRows(image->pixels, image->stride, rows, static_cast<int>(rowBytes), RowsThatFit(image, rowBytes));
 }
 
+// Turns rows of 8-bit samples, as decoded, into the Image's: red and blue
+// swapped for three samples, the predictor undone when `predictor` says so.
+void FinishRows(uint8_t* rows, int width, int count, int stride, unsigned samples,
+                bool predictor) {
+    if (samples == 3 && predictor)
+        UndoHorizontalPredictorSwappingRedBlue(rows, width, count, stride);
+    else if (samples == 3)
+        SwapRedBlue(rows, width, stride, count);
+    else if (predictor)
+        UndoHorizontalPredictor(rows, width, count, stride, 1);
+}
+
 bool LoadTiff(ImageImpFile* imp, Image* image, Progress* progress) {
     const TiffState tiff = RestoreState(imp);
     const int64_t width = image->width;
@@ -455,6 +467,19 @@ bool LoadTiff(ImageImpFile* imp, Image* image, Progress* progress) {
     if (tiff.compression != kNone) ReportStatus(progress, "Decompressing", 0, 100);
     uint8_t* const workEnd = work + workBytes;
 
+    // The predictor is undone for LZW data only: uncompressed and PackBits
+    // files that say predictor 2 keep their differences, as they always have
+    // in this reader.
+    const bool predictor = tiff.compression == kLzw && tiff.predictor == 2;
+    // When the strips lie in the pixel block at the Image's own stride the
+    // rows need no moving, and each strip's rows within the picture are
+    // finished (red and blue swapped, the predictor undone) as soon as the
+    // strip is decoded, while they are at hand: its place is final then,
+    // since every later strip writes only from its own place on. Otherwise
+    // the whole buffer is converted and placed after the last strip.
+    const bool finishEachStrip =
+        direct && static_cast<size_t>(image->stride) == announcedStride;
+
     const uint8_t* const fileEnd = imp->data + imp->size;
     for (size_t i = 0; i < strips; ++i) {
         const uint64_t destinationAt = static_cast<uint64_t>(i) * stripBytes;
@@ -489,6 +514,12 @@ bool LoadTiff(ImageImpFile* imp, Image* image, Progress* progress) {
             std::memcpy(destination, source, std::min({stripBytes, available, room}));
             end = sourceAt + stripBytes;
         }
+        if (finishEachStrip && destinationAt / announcedStride < static_cast<uint64_t>(height)) {
+            const uint64_t top = destinationAt / announcedStride;
+            const uint64_t count = std::min<uint64_t>(rowsPerStrip, height - top);
+            FinishRows(destination, static_cast<int>(width), static_cast<int>(count),
+                       static_cast<int>(announcedStride), samples, predictor);
+        }
         if (i % 8 == 7) ReportProgress(progress, static_cast<int>(i), static_cast<int>(strips - 1));
         if (repair && i + 1 < strips) offsets[i + 1] = end;
     }
@@ -497,8 +528,11 @@ bool LoadTiff(ImageImpFile* imp, Image* image, Progress* progress) {
     if (samples == 3) {
         ReportStatus(progress, "Converting", 0, 100);
         if (tiff.planarConfiguration == 1) {
-            SwapRedBlue(work, static_cast<int>(width), static_cast<int>(announcedStride), rows);
-            PlaceRows(image, work, announcedStride);
+            if (!finishEachStrip) {
+                SwapRedBlue(work, static_cast<int>(width), static_cast<int>(announcedStride),
+                            rows);
+                PlaceRows(image, work, announcedStride);
+            }
         } else {
             // Each buffer row is taken as a run of red, then green, then
             // blue: planes interleaved row by row inside the strip.
@@ -526,14 +560,12 @@ bool LoadTiff(ImageImpFile* imp, Image* image, Progress* progress) {
         }
     }
 
-    // The predictor is undone for LZW data only: uncompressed and PackBits
-    // files that say predictor 2 keep their differences, as they always have
-    // in this reader.
-    if (tiff.compression == kLzw && tiff.predictor == 2) {
+    if (predictor) {
         ReportStatus(progress, "De-predicting", 0, 100);
-        UndoHorizontalPredictor(image->pixels, static_cast<int>(width),
-                                RowsThatFit(image, static_cast<size_t>(width) * samples),
-                                image->stride, static_cast<int>(samples));
+        if (!finishEachStrip)
+            UndoHorizontalPredictor(image->pixels, static_cast<int>(width),
+                                    RowsThatFit(image, static_cast<size_t>(width) * samples),
+                                    image->stride, static_cast<int>(samples));
     }
 
     if (!direct) std::free(work);

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "core/RowUtils.h"
 #include "tests/support/TiffEncoders.h"
 
 namespace {
@@ -64,5 +65,25 @@ TEST(HorizontalPredictor, RandomRowsComeOutAsBefore) {
     char text[24];
     std::snprintf(text, sizeof text, "0x%016" PRIX64, hash.Value());
     EXPECT_EQ(std::string(text), "0x773468F6E678086E");
+}
+TEST(HorizontalPredictor, UndoingWithTheRedBlueSwapEqualsUndoingThenSwapping) {
+    test::Random random(1414);
+    for (int i = 0; i < 100; ++i) {
+        const int width = static_cast<int>(random.Below(70));
+        const int height = static_cast<int>(random.Below(4));
+        const int stride = 3 * width + static_cast<int>(random.Below(4));
+        std::vector<uint8_t> rows(static_cast<size_t>(stride) * (height + 1));
+        for (uint8_t& byte : rows) byte = random.Byte();
+        std::vector<uint8_t> expected = rows;
+        UndoHorizontalPredictor(expected.data(), width, height, stride, 3);
+        SwapRedBlue(expected.data(), width, stride, height);
+        UndoHorizontalPredictorSwappingRedBlue(rows.data(), width, height, stride);
+        ASSERT_EQ(rows, expected) << i;
+    }
+    // 10, 20, 30 then differences of 1, 2, 3: sums swapped to 30, 20, 10
+    // and 33, 22, 11.
+    std::vector<uint8_t> row{10, 20, 30, 1, 2, 3};
+    UndoHorizontalPredictorSwappingRedBlue(row.data(), 2, 1, 6);
+    EXPECT_EQ(row, (std::vector<uint8_t>{30, 20, 10, 33, 22, 11}));
 }
 }  // namespace

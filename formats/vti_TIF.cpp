@@ -486,6 +486,12 @@ bool LoadTiff(ImageImpFile* imp, Image* image, Progress* progress) {
         uint8_t* destination = work + std::min<uint64_t>(destinationAt, workBytes);
         const uint64_t sourceAt = offsets[i];
         const uint8_t* source = imp->data + std::min<uint64_t>(sourceAt, imp->size);
+        // The strip's rows within the picture, when they are finished here.
+        const uint64_t top = destinationAt / announcedStride;
+        const int finishRows =
+            finishEachStrip && top < static_cast<uint64_t>(height)
+                ? static_cast<int>(std::min<uint64_t>(rowsPerStrip, height - top))
+                : 0;
         uint64_t end;  // where the strip's data ended, as an offset
         if (tiff.compression == kLzw) {
             // LZW codes fill the strip's own place and no more: what a
@@ -514,12 +520,9 @@ bool LoadTiff(ImageImpFile* imp, Image* image, Progress* progress) {
             std::memcpy(destination, source, std::min({stripBytes, available, room}));
             end = sourceAt + stripBytes;
         }
-        if (finishEachStrip && destinationAt / announcedStride < static_cast<uint64_t>(height)) {
-            const uint64_t top = destinationAt / announcedStride;
-            const uint64_t count = std::min<uint64_t>(rowsPerStrip, height - top);
-            FinishRows(destination, static_cast<int>(width), static_cast<int>(count),
+        if (finishRows > 0)
+            FinishRows(destination, static_cast<int>(width), finishRows,
                        static_cast<int>(announcedStride), samples, predictor);
-        }
         if (i % 8 == 7) ReportProgress(progress, static_cast<int>(i), static_cast<int>(strips - 1));
         if (repair && i + 1 < strips) offsets[i + 1] = end;
     }

@@ -243,6 +243,22 @@ TEST(TiffReader, EntriesWithCountsOrTypesNotAcceptedAreBadTags) {
     ExpectEntryRefused(OpenWithExtra(kColorMap, kLong, 768, 8), "Bad TIFF Tag");
 }
 
+TEST(TiffReader, TheFuzzFoundHugeWidthBeforeABadTagIsRefused) {
+    // Width 1728053264, then an entry that is not accepted: the file is
+    // refused, and the width it leaves behind gives no stride that wraps.
+    const std::vector<uint8_t> file = test::ReadFile(
+        std::string(VANTIREL_SOURCE_DIR) + "/tests/data/fuzz/tiff-bad-tag-after-huge-width.tif");
+    ASSERT_FALSE(file.empty());
+    const std::string path = test::WriteTempFile("regression.tif", file);
+    ClearError();
+    ImageImpFile imp(path.c_str(), nullptr, false);
+    EXPECT_FALSE(imp.ready);
+    EXPECT_EQ(imp.width, 1728053264);
+    EXPECT_EQ(imp.stride, INT32_MAX);
+    EXPECT_STREQ(g_errorPlace, "tif_ReadIFD");
+    EXPECT_STREQ(g_errorText, "Bad TIFF Tag");
+}
+
 TEST(TiffReader, PredictorTypeAndCountAreNotChecked) {
     const Loaded l = OpenWithExtra(kPredictor, kLong, 5, 1);
     EXPECT_TRUE(l.ready) << l.text;

@@ -383,6 +383,8 @@ Bytes Damage(const Built& base, int variant, test::Random& random) {
 uint64_t DamagedChecksum(const std::vector<Built>& bases, int variants, uint64_t seed) {
     test::Fnv64 all;
     for (size_t b = 0; b < bases.size(); ++b) {
+        // The damage needs a list of strip offsets to change.
+        EXPECT_GT(bases[b].strips, 1u) << b;
         test::Random random(seed + b);
         for (int v = 0; v < variants; ++v) {
             const Loaded l = Load(Damage(bases[b], v, random));

@@ -517,10 +517,27 @@ bool LoadTiff(ImageImpFile* imp, Image* image, Progress* progress) {
         } else {
             const size_t available = sourceAt < imp->size ? imp->size - sourceAt : 0;
             const size_t room = static_cast<size_t>(workEnd - destination);
-            std::memcpy(destination, source, std::min({stripBytes, available, room}));
+            const size_t count = std::min({stripBytes, available, room});
+            if (samples == 3 && finishRows > 0) {
+                // Colour rows are copied with red and blue swapped on the
+                // way; rows beyond the picture are copied as they are, and
+                // pixels the file does not hold whole are swapped where they
+                // lie, as after a plain copy.
+                const size_t pixels = static_cast<size_t>(finishRows) * width;
+                const size_t copied = std::min(count / 3, pixels);
+                CopySwappingRedBlue(destination, source, copied);
+                std::memcpy(destination + 3 * copied, source + 3 * copied, count - 3 * copied);
+                CopySwappingRedBlue(destination + 3 * copied, destination + 3 * copied,
+                                    pixels - copied);
+            } else {
+                std::memcpy(destination, source, count);
+                if (finishRows > 0)
+                    FinishRows(destination, static_cast<int>(width), finishRows,
+                               static_cast<int>(announcedStride), samples, predictor);
+            }
             end = sourceAt + stripBytes;
         }
-        if (finishRows > 0)
+        if (finishRows > 0 && tiff.compression != kNone)
             FinishRows(destination, static_cast<int>(width), finishRows,
                        static_cast<int>(announcedStride), samples, predictor);
         if (i % 8 == 7) ReportProgress(progress, static_cast<int>(i), static_cast<int>(strips - 1));

@@ -46,11 +46,14 @@ TEST(RowUtils, SwapRedBlueOfRowsOfEveryLengthTouchesOnlyTheirPixels) {
 
 TEST(RowUtils, CopySwappingRedBlueWritesOnlyItsPixels) {
     // Both ways: with the processor's byte shuffle where it has one (16
-    // pixels at a time), and in plain arithmetic (8 at a time); the rest
-    // pixel by pixel. Copied and in place.
+    // pixels at a time), and in plain arithmetic (8 at a time, a copy in
+    // pieces of 1024 pixels); the rest pixel by pixel. Copied and in place.
     using Copy = void (*)(uint8_t*, const uint8_t*, size_t);
+    std::vector<size_t> counts;
+    for (size_t pixels = 0; pixels <= 70; ++pixels) counts.push_back(pixels);
+    for (size_t pixels : {1023, 1024, 1025, 2500}) counts.push_back(pixels);
     for (Copy copySwapping : {Copy{CopySwappingRedBlue}, Copy{CopySwappingRedBluePortably}}) {
-        for (size_t pixels = 0; pixels <= 70; ++pixels) {
+        for (size_t pixels : counts) {
             Bytes source(3 * pixels + 4);
             for (size_t i = 0; i < source.size(); ++i) source[i] = static_cast<uint8_t>(200 - i);
             Bytes copy(3 * pixels + 4, 0xEE);

@@ -738,6 +738,40 @@ TEST(TiffReader, ProgressMovesAfterEveryEighthStrip) {
     for (int i = 0; i < 17; ++i) EXPECT_EQ(l.Row(i, 1), (Bytes{static_cast<uint8_t>(i)}));
 }
 
+TEST(TiffReader, AnUncompressedColourStripCutShortSwapsItsLastPixelWhole) {
+    // One strip of two rows of four RGB pixels whose (SHORT, unchecked)
+    // offset leaves only the file's last 10 or 11 bytes for it: three whole
+    // pixels, then a pixel of one or two bytes and zeros. Red and blue are
+    // swapped in every pixel as after a plain copy, the partial one too.
+    for (uint16_t cut : {10, 11}) {
+        for (int extraStride : {0, 4}) {
+            const auto build = [](uint16_t offset) {
+                TiffBuilder tiff;
+                tiff.Entry(kWidth, kShort, 1, 4).Entry(kLength, kShort, 1, 2)
+                    .Entry(kBitsPerSample, kShort, 1, 8).Entry(kSamplesPerPixel, kShort, 1, 3)
+                    .Entry(kPhotometric, kShort, 1, 2).Entry(kStripOffsets, kShort, 1, offset);
+                return tiff.Build();
+            };
+            const Bytes file = build(static_cast<uint16_t>(build(0).size() - cut));
+            const Loaded l = Open(file, extraStride ? 12 + extraStride : 0);
+            ASSERT_TRUE(l.ready) << l.text;
+            Bytes strip(file.end() - cut, file.end());
+            strip.resize(24, 0);
+            Bytes expected(24);
+            for (int p = 0; p < 8; ++p) {
+                expected[3 * p] = strip[3 * p + 2];
+                expected[3 * p + 1] = strip[3 * p + 1];
+                expected[3 * p + 2] = strip[3 * p];
+            }
+            EXPECT_EQ(l.Row(0, 12), Bytes(expected.begin(), expected.begin() + 12)) << cut;
+            EXPECT_EQ(l.Row(1, 12), Bytes(expected.begin() + 12, expected.end())) << cut;
+            // The partial pixel: its one or two bytes at the far end.
+            EXPECT_EQ(l.Row(0, 12)[9], 0);
+            EXPECT_EQ(l.Row(0, 12)[11], file[file.size() - cut + 9]);
+        }
+    }
+}
+
 TEST(TiffReader, StripsPastTheEndOfTheFileLeaveTheirRowsEmpty) {
     // SHORT offsets are not checked; strip data that is not there is not
     // read.

@@ -492,7 +492,8 @@ bool LoadTiff(ImageImpFile* imp, Image* image, Progress* progress) {
             finishEachStrip && top < static_cast<uint64_t>(height)
                 ? static_cast<int>(std::min<uint64_t>(rowsPerStrip, height - top))
                 : 0;
-        uint64_t end;  // where the strip's data ended, as an offset
+        bool finished = false;  // the rows were finished on the way
+        uint64_t end;           // where the strip's data ended, as an offset
         if (tiff.compression == kLzw) {
             // LZW codes fill the strip's own place and no more: what a
             // damaged strip describes beyond its rows is dropped, as libtiff
@@ -529,15 +530,13 @@ bool LoadTiff(ImageImpFile* imp, Image* image, Progress* progress) {
                 std::memcpy(destination + 3 * copied, source + 3 * copied, count - 3 * copied);
                 CopySwappingRedBlue(destination + 3 * copied, destination + 3 * copied,
                                     pixels - copied);
+                finished = true;
             } else {
                 std::memcpy(destination, source, count);
-                if (finishRows > 0)
-                    FinishRows(destination, static_cast<int>(width), finishRows,
-                               static_cast<int>(announcedStride), samples, predictor);
             }
             end = sourceAt + stripBytes;
         }
-        if (finishRows > 0 && tiff.compression != kNone)
+        if (finishRows > 0 && !finished)
             FinishRows(destination, static_cast<int>(width), finishRows,
                        static_cast<int>(announcedStride), samples, predictor);
         if (i % 8 == 7) ReportProgress(progress, static_cast<int>(i), static_cast<int>(strips - 1));

@@ -10,55 +10,69 @@ namespace jpeg {
 namespace {
 
 constexpr int kLookSize = 1 << kLookBits;
-// The accumulator keeps at most 57 bits so that the partly used byte is
-// always whole in it; refilling tops it up to at least 50.
-constexpr int kRefillBelow = 33;  // enough for a 17-bit code and 16 value bits
+// Refilling tops the accumulator up to at least 57 bits; below 33 it is
+// refilled, which is enough for a 17-bit code and 16 value bits.
+constexpr int kRefillBelow = 33;
+
+inline void Consume(BitReader* r, int count) {
+    r->acc <<= count;
+    r->bits -= count;
+}
+
+// The next `count` bits (1..32) as a number.
+inline uint32_t Peek(const BitReader* r, int count) {
+    return static_cast<uint32_t>(r->acc >> (64 - count));
+}
 
 inline void Refill(BitReader* r) {
     if (r->position + 8 <= r->size) {
         uint64_t word;
         std::memcpy(&word, r->data + r->position, 8);
-        // No 0xFF among the next eight bytes: take them in one go (the
-        // word is read in memory order on a little-endian machine and
-        // turned most significant byte first).
+        // No 0xFF among the next eight bytes: take as many whole ones as
+        // fit in one go (the word is read in memory order on a
+        // little-endian machine and turned most significant byte first).
         const uint64_t inverted = ~word;
         if (((inverted - 0x0101010101010101ull) & ~inverted & 0x8080808080808080ull) == 0) {
-            word = __builtin_bswap64(word);
-            const int count = (57 - r->bits) >> 3;
-            r->acc = (r->acc << (8 * count)) | (word >> (64 - 8 * count));
+            const int count = (64 - r->bits) >> 3;
+            word = __builtin_bswap64(word) & (~0ull << (64 - 8 * count));
+            r->acc |= word >> r->bits;
             r->bits += 8 * count;
             r->position += static_cast<size_t>(count);
+            r->loaded += static_cast<uint64_t>(count);
             return;
         }
     }
-    while (r->bits <= 49) {
-        const uint32_t byte = r->position < r->size ? r->data[r->position] : 0;
+    while (r->bits <= 56) {
+        const uint64_t byte = r->position < r->size ? r->data[r->position] : 0;
         // The byte after a 0xFF (the stuffed zero, or a marker's code) is
         // never data.
         r->position += byte == 0xFF ? 2 : 1;
-        r->acc = (r->acc << 8) | byte;
+        r->acc |= byte << (56 - r->bits);
         r->bits += 8;
+        ++r->loaded;
     }
 }
 
-inline int SlowSymbol(uint64_t acc, int* bits, const HuffTable* t, int32_t code) {
+// Beyond the lookahead: one more bit at a time against the largest code of
+// each length, up to the 17-bit stop.
+inline int SlowSymbol(BitReader* r, const HuffTable* t, int32_t code) {
     int l = kLookBits;
     do {
         ++l;
-        code = code * 2 + static_cast<int32_t>((acc >> (*bits - l)) & 1);
+        code = code * 2 + static_cast<int32_t>((r->acc >> (64 - l)) & 1);
     } while (code > t->largest[l] && l < 17);
-    *bits -= l;
+    Consume(r, l);
     return t->symbols[(t->firstSymbol[l] + code - t->smallest[l]) & 255];
 }
 
-inline int DecodeSymbol(uint64_t acc, int* bits, const HuffTable* t) {
-    const uint32_t look = static_cast<uint32_t>(acc >> (*bits - kLookBits)) & (kLookSize - 1);
+inline int DecodeSymbol(BitReader* r, const HuffTable* t) {
+    const uint32_t look = Peek(r, kLookBits);
     const uint32_t entry = t->look[look];
     if (entry) {
-        *bits -= static_cast<int>(entry >> 8);
+        Consume(r, static_cast<int>(entry >> 8));
         return static_cast<int>(entry & 255);
     }
-    return SlowSymbol(acc, bits, t, static_cast<int32_t>(look));
+    return SlowSymbol(r, t, static_cast<int32_t>(look));
 }
 
 // A received s-bit value below 2^(s-1) stands for a negative number.
@@ -68,27 +82,29 @@ inline int32_t Extend(uint32_t value, int s) {
 }
 
 template <bool kStoreAc>
-int DecodeBlockT(BitReader* r, const HuffTable* dc, const HuffTable* ac, int32_t* predictor,
+int DecodeBlockT(BitReader* reader, const HuffTable* dc, const HuffTable* ac, int32_t* predictor,
                  int32_t* block) {
-    if (r->bits < kRefillBelow) Refill(r);
-    int s = DecodeSymbol(r->acc, &r->bits, dc);
+    // The reader lives in the decoder's state, which the compiler cannot
+    // tell apart from the block; a copy keeps it in registers.
+    BitReader r = *reader;
+    if (r.bits < kRefillBelow) Refill(&r);
+    int s = DecodeSymbol(&r, dc);
     if (s) {
         int32_t difference;
         if (s <= 16) {
-            if (r->bits < 16) Refill(r);
-            r->bits -= s;
-            difference = Extend(static_cast<uint32_t>(r->acc >> r->bits) & ((1u << s) - 1), s);
+            if (r.bits < 16) Refill(&r);
+            difference = Extend(Peek(&r, s), s);
+            Consume(&r, s);
         } else {
             // A DC magnitude category above 16 only comes from a corrupt
             // table: its bits are consumed and the last 16 taken as the value.
             int left = s;
             uint32_t value = 0;
             while (left > 0) {
-                if (r->bits < kRefillBelow) Refill(r);
+                if (r.bits < kRefillBelow) Refill(&r);
                 const int take = left < 16 ? left : 16;
-                r->bits -= take;
-                value = (value << take) |
-                        (static_cast<uint32_t>(r->acc >> r->bits) & ((1u << take) - 1));
+                value = (value << take) | Peek(&r, take);
+                Consume(&r, take);
                 left -= take;
             }
             difference = Extend(value & 0xFFFF, 16);
@@ -98,29 +114,22 @@ int DecodeBlockT(BitReader* r, const HuffTable* dc, const HuffTable* ac, int32_t
     }
     block[0] = *predictor;
 
+    const FastAcEntry* const fastAc = ac->fastAc;
     int last = 0;
-    uint64_t acc = r->acc;
-    int bits = r->bits;
     for (int k = 1; k < 64; ++k) {
-        if (bits < kRefillBelow) {
-            r->bits = bits;
-            Refill(r);
-            acc = r->acc;
-            bits = r->bits;
-        }
-        const uint32_t look = static_cast<uint32_t>(acc >> (bits - kLookBits)) & (kLookSize - 1);
-        const FastAcEntry entry = ac->fastAc[look];
+        if (r.bits < kRefillBelow) Refill(&r);
+        const FastAcEntry entry = fastAc[Peek(&r, kLookBits)];
         if (entry.length) {
-            bits -= entry.length;
-            if (entry.run == kFastEob) break;
+            Consume(&r, entry.length);
+            // End of block carries a run that takes k past 63.
             k += entry.run;
-            if (entry.value) {  // zero only for ZRL
+            if (entry.value) {  // zero only for ZRL and end of block
                 if (kStoreAc) block[kZigZagToNatural[k]] = entry.value;
                 last = k;
             }
             continue;
         }
-        const int rs = DecodeSymbol(acc, &bits, ac);
+        const int rs = DecodeSymbol(&r, ac);
         const int run = rs >> 4;
         s = rs & 15;
         if (s == 0) {
@@ -129,13 +138,12 @@ int DecodeBlockT(BitReader* r, const HuffTable* dc, const HuffTable* ac, int32_t
             continue;
         }
         k += run;
-        bits -= s;
-        const int32_t value = Extend(static_cast<uint32_t>(acc >> bits) & ((1u << s) - 1), s);
+        const int32_t value = Extend(Peek(&r, s), s);
+        Consume(&r, s);
         if (kStoreAc) block[kZigZagToNatural[k]] = value;
         last = k;
     }
-    r->acc = acc;
-    r->bits = bits;
+    *reader = r;
     return last > 63 ? 63 : last;
 }
 
@@ -200,24 +208,40 @@ void StartBits(BitReader* reader, const uint8_t* data, size_t size, size_t posit
     reader->data = data;
     reader->size = size;
     reader->position = position;
+    reader->start = position;
+    reader->loaded = 0;
     reader->acc = 0;
     reader->bits = 0;
 }
 
 size_t BitCursor(const BitReader* reader, bool* partlyUsed) {
-    // Step back over the bytes loaded but not touched yet; each 0xFF among
-    // them had its following byte skipped as well.
-    size_t position = reader->position;
-    const int whole = reader->bits / 8;
-    for (int j = 0; j < whole; ++j) {
-        const unsigned byte = static_cast<unsigned>(reader->acc >> (8 * j)) & 0xFF;
-        position -= byte == 0xFF ? 2 : 1;
+    // The consumed bits in whole data bytes, walked from the start with the
+    // same 0xFF rule as the loads.
+    const uint64_t consumed = 8 * reader->loaded - static_cast<uint64_t>(reader->bits);
+    const uint8_t* const data = reader->data;
+    const size_t size = reader->size;
+    size_t position = reader->start;
+    uint64_t left = consumed / 8;
+    while (left > 0) {
+        if (position >= size) {  // zeros past the end, one position each
+            position += static_cast<size_t>(left);
+            break;
+        }
+        const size_t span = left < size - position ? static_cast<size_t>(left) : size - position;
+        const void* ff = std::memchr(data + position, 0xFF, span);
+        if (!ff) {
+            position += span;
+            left -= span;
+            continue;
+        }
+        // The plain bytes up to the 0xFF, the 0xFF itself, and the byte
+        // after it that is never data.
+        const size_t plain =
+            static_cast<size_t>(static_cast<const uint8_t*>(ff) - (data + position));
+        position += plain + 2;
+        left -= plain + 1;
     }
-    *partlyUsed = (reader->bits % 8) != 0;
-    if (*partlyUsed) {
-        const unsigned byte = static_cast<unsigned>(reader->acc >> (8 * whole)) & 0xFF;
-        position -= byte == 0xFF ? 2 : 1;
-    }
+    *partlyUsed = consumed % 8 != 0;
     return position;
 }
 

@@ -51,7 +51,7 @@ struct JpegComponent {
 // the lookahead. length 0: not resolvable by lookahead.
 struct FastAcEntry {
     int16_t value;
-    uint8_t run;     // r, or kFastEob for end of block
+    uint8_t run;     // r; kFastEob for end of block, a run that ends the block
     uint8_t length;  // bits consumed (code + magnitude)
 };
 constexpr uint8_t kFastEob = 0xFF;
@@ -72,15 +72,18 @@ struct HuffTable {
 
 // Reads the entropy-coded bytes as one bit stream: a byte that follows 0xFF
 // is skipped whatever it is, and past the end of the mapped bytes the stream
-// is zeros. `acc` keeps up to 57 bits; the low `bits` of them are not yet
-// consumed, and the whole partly used byte is always still in it (restart
-// handling needs to know where that byte lies in the file).
+// is zeros. The unconsumed bits sit at the top of `acc` (the next bit is bit
+// 63), so a lookahead is one shift. Where the stream stands in the file is
+// worked out only when restart handling asks, by walking the `loaded` data
+// bytes from `start`.
 struct BitReader {
     const uint8_t* data;
     size_t size;
     size_t position;  // next byte to load (may run past size: zeros)
+    size_t start;     // where this stretch of the stream began
+    uint64_t loaded;  // data bytes taken in since start
     uint64_t acc;
-    int bits;
+    int bits;  // unconsumed bits at the top of acc
 };
 
 using StageRoutine = bool (*)(JpegState* state);

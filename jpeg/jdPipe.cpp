@@ -21,19 +21,28 @@ inline void ClearBlock(int32_t* block, int lastIndex) {
 }  // namespace
 
 bool jdPipe(JpegState* state) {
-    const int32_t mcuWidth = 8 * state->hMax, mcuHeight = 8 * state->vMax;
+    // A scan of one component is not interleaved: its MCU is a single block
+    // and the blocks run in rows across the component, whatever sampling
+    // factors the frame gives it (greyscale files saying 2x2 exist). A scan
+    // of several components interleaves them in the order the scan header
+    // names them, each with its H x V blocks.
+    const bool interleaved = state->scanCount > 1;
+    const int32_t mcuBlocksWide = interleaved ? state->hMax : 1;
+    const int32_t mcuBlocksHigh = interleaved ? state->vMax : 1;
+    const int32_t mcuWidth = 8 * mcuBlocksWide, mcuHeight = 8 * mcuBlocksHigh;
     state->mcusPerRow = (state->imageWidth + mcuWidth - 1) / mcuWidth;
     state->mcuRows = (state->imageHeight + mcuHeight - 1) / mcuHeight;
     const int components = state->componentCount;
     int blocks = 0;
-    for (int c = 0; c < components; ++c) {
-        JpegComponent* component = state->components[c];
-        component->mcuWidth = component->h;
-        component->mcuHeight = component->v;
-        component->mcuBlocks = component->h * component->v;
+    for (int i = 0; i < state->scanCount; ++i) {
+        JpegComponent* component = state->scanComponents[i];
+        component->mcuWidth = interleaved ? component->h : 1;
+        component->mcuHeight = interleaved ? component->v : 1;
+        component->mcuBlocks = component->mcuWidth * component->mcuHeight;
         if (blocks + component->mcuBlocks > jpeg::kMaxBlocksPerMcu)
             return SetError("jdPipe", "Sampling factors too large!");
-        for (int i = 0; i < component->mcuBlocks; ++i) state->mcuMembership[blocks++] = c;
+        for (int b = 0; b < component->mcuBlocks; ++b)
+            state->mcuMembership[blocks++] = component->index;
     }
     state->blocksPerMcu = blocks;
 
@@ -43,8 +52,8 @@ bool jdPipe(JpegState* state) {
     // from the header probe; a file whose frame header differs from what the
     // probe saw must not write past it.
     const int64_t rowBytes =
-        static_cast<int64_t>(state->mcusPerRow) * state->hMax * blockSize * components;
-    const int64_t rows = static_cast<int64_t>(state->mcuRows) * state->vMax * blockSize;
+        static_cast<int64_t>(state->mcusPerRow) * mcuBlocksWide * blockSize * components;
+    const int64_t rows = static_cast<int64_t>(state->mcuRows) * mcuBlocksHigh * blockSize;
     if (stride < rowBytes || static_cast<int64_t>(state->outputBytes) < rows * stride)
         return SetError("jdPipe", "Destination bitmap of wrong size");
 
@@ -54,6 +63,9 @@ bool jdPipe(JpegState* state) {
 
     alignas(64) int32_t coefficients[jpeg::kMaxBlocksPerMcu * 64];
     std::memset(coefficients, 0, sizeof coefficients);
+    // Where each block of the MCU lands: its component's byte of every
+    // (Hmax / H)-th pixel of every (Vmax / V)-th row, the gaps left for
+    // PostExpand.
     struct Placement {
         ptrdiff_t offset;  // from the MCU origin
         ptrdiff_t rowStep, columnStep;
@@ -61,12 +73,13 @@ bool jdPipe(JpegState* state) {
     } placement[jpeg::kMaxBlocksPerMcu];
     {
         int b = 0;
-        for (int c = 0; c < components; ++c) {
-            const JpegComponent* component = state->components[c];
+        for (int i = 0; i < state->scanCount; ++i) {
+            JpegComponent* component = state->scanComponents[i];
+            const int c = component->index;
             const ptrdiff_t rowStep = (state->vMax / component->v) * stride;
             const ptrdiff_t columnStep = (state->hMax / component->h) * components;
-            for (int by = 0; by < component->v; ++by) {
-                for (int bx = 0; bx < component->h; ++bx, ++b) {
+            for (int by = 0; by < component->mcuHeight; ++by) {
+                for (int bx = 0; bx < component->mcuWidth; ++bx, ++b) {
                     placement[b].offset =
                         c + by * blockSize * rowStep + bx * blockSize * columnStep;
                     placement[b].rowStep = rowStep;
@@ -78,7 +91,7 @@ bool jdPipe(JpegState* state) {
     }
 
     uint8_t* const base = state->outputBase;
-    const ptrdiff_t mcuAdvance = static_cast<ptrdiff_t>(components) * blockSize * state->hMax;
+    const ptrdiff_t mcuAdvance = static_cast<ptrdiff_t>(components) * blockSize * mcuBlocksWide;
     const BlockRoutine transform = state->idctBlock;
     for (int32_t r = 0; r < state->mcuRows; ++r) {
         if (state->progress && (r & 3) == 3) ReportProgress(state->progress, r, state->mcuRows - 1);
@@ -93,7 +106,7 @@ bool jdPipe(JpegState* state) {
                 ClearBlock(block, last);
             }
         }
-        state->outputBase += blockSize * state->vMax * stride;
+        state->outputBase += blockSize * mcuBlocksHigh * stride;
     }
     ReportProgress(state->progress, 100, 100);
     state->outputBase = base;

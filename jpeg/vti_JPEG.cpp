@@ -48,6 +48,9 @@ bool vti_JPEG(ImageImpFile* imp) {
             break;
         if (marker >= jpeg::kSOI && marker <= jpeg::kSOS)
             return SetError(kPlace, "No SOF marker found");
+        // TEM and RSTn stand alone, without a length; the loader's table
+        // reader ignores them between segments, and so does the probe.
+        if (marker == jpeg::kTEM || (marker >= jpeg::kRST0 && marker <= jpeg::kRST7)) continue;
         const ByteCursor at(data, size);
         const unsigned length = (at.ByteAt(cursor) << 8) | at.ByteAt(cursor + 1);
         // A length below 2 would step backwards; the scan goes on after it.

@@ -4,7 +4,9 @@
 // and restart handling on whole pictures.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
+#include <memory>
 #include <random>
 
 #include "jpeg/Huffman.h"
@@ -279,6 +281,19 @@ Bytes GreyRow(const std::vector<int>& dcValues, int restartInterval) {
     return Picture(Header(8 * static_cast<int>(dcValues.size()), 8, kGrey, 1, extra), scan);
 }
 
+// How many bytes the entropy-coded part of GreyRow(values, 0) has.
+size_t GreyRowScanBytes(const std::vector<int>& dcValues) {
+    const Codes dc(StandardDc()), ac(StandardAc());
+    BitWriter scan;
+    int predictor = 0;
+    for (int value : dcValues) {
+        EncodeBlock(&scan, dc, ac, value - predictor);
+        predictor = value;
+    }
+    scan.Flush();
+    return scan.bytes().size();
+}
+
 // The flat value of a DC-only block with quantiser 1 (accurate transform).
 int Flat(int dc) { return std::min(255, std::max(0, 128 + ((dc * 4 + 16) >> 5))); }
 
@@ -309,6 +324,19 @@ TEST_F(JpegRestarts, WithoutARestartIntervalRestartMarkersAreData) {
     EXPECT_EQ(a.image->Row(0)[0], 255);
     EXPECT_EQ(a.image->Row(0)[8], Flat(10));
     EXPECT_EQ(b.image->Row(0)[8], Flat(10));
+}
+
+TEST_F(JpegRestarts, AByteStuffedAfterFFIsSkippedAndTheFFIsData) {
+    // DC 511: category 9, code 1111110, then nine 1 bits: the scan begins
+    // FD FF, and the encoder put 0x00 after the 0xFF.
+    const Bytes bytes = GreyRow({511, -300}, 0);
+    const Bytes expectedScan = {0xFD, 0xFF, 0x00};
+    const size_t scanStart = bytes.size() - 2 - GreyRowScanBytes({511, -300});
+    ASSERT_TRUE(std::equal(expectedScan.begin(), expectedScan.end(), bytes.begin() + scanStart));
+    const Decoded d = DecodeBytes(bytes, "stuffed.jpg");
+    ASSERT_TRUE(d.loaded) << d.text;
+    EXPECT_EQ(d.image->Row(0)[0], 192);  // 128 + 511 / 8 rounded
+    EXPECT_EQ(d.image->Row(7)[15], 91);  // 128 - 300 / 8 rounded up
 }
 
 TEST_F(JpegRestarts, TruncatedEntropyDataDecodesFromZeroBits) {
@@ -360,3 +388,137 @@ TEST_F(JpegRestarts, AMissingRestartMarkerEndsTheProgram) {
                 "QUIT!: EXIT: Incorrect RST marker");
 }
 #endif
+
+namespace {
+// A whole scan with restarts, decoded by the stage routines and by the
+// bit-at-a-time reference: three components at 4:2:0 with tables of their
+// own, random (or corrupt) tables, random entropy bytes with stuffed 0xFF
+// pairs, and after every restart interval an RSTn in sequence, sometimes
+// after fill bytes. Each segment holds more bytes than its MCUs can use, so
+// both decoders must find each marker by the scan of the remaining bytes,
+// starting after a partly used byte (a 0xFF among them too).
+struct SerialScan {
+    SerialReader reader;
+    int interval;
+    int mcusToRestart;
+    int32_t predictors[3] = {0, 0, 0};
+    int nextRestart = 0;
+
+    // Restart step: past a partly used byte, then the marker scan.
+    bool Restart() {
+        if (reader.bitsLeft < 8) ++reader.cursor;
+        reader.bitsLeft = 8;
+        size_t at = reader.cursor;
+        for (;;) {
+            while (at < reader.size && reader.data[at] != 0xFF) ++at;
+            while (at < reader.size && reader.data[at] == 0xFF) ++at;
+            if (at >= reader.size) return false;
+            if (reader.data[at++] != 0x00) break;
+        }
+        if (reader.data[at - 1] != 0xD0 + nextRestart) return false;
+        reader.cursor = at;
+        for (int32_t& p : predictors) p = 0;
+        mcusToRestart = interval;
+        nextRestart = (nextRestart + 1) & 7;
+        return true;
+    }
+};
+
+HuffSpec RandomSpec(std::mt19937* random) {
+    HuffSpec spec;
+    int total = 0;
+    for (int l = 1; l <= 16; ++l) {
+        const int count = (*random)() % 4 == 0 ? static_cast<int>((*random)() % 30)
+                                               : static_cast<int>((*random)() % 3);
+        if (total + count > 256) break;
+        spec.counts[l] = static_cast<uint8_t>(count);
+        total += count;
+    }
+    for (int i = 0; i < total; ++i) spec.symbols.push_back(static_cast<uint8_t>((*random)()));
+    return spec;
+}
+}  // namespace
+
+TEST(JpegHuffman, AScanWithRestartsMatchesTheBitSerialDecoderMcuByMcu) {
+    std::mt19937 random(23);
+    for (int round = 0; round < 60; ++round) {
+        const bool corrupt = round % 2 == 1;
+        std::unique_ptr<JpegState> state(new JpegState());
+        HuffSpec specs[4];
+        for (int t = 0; t < 2; ++t) {
+            specs[2 * t] = corrupt ? RandomSpec(&random) : StandardDc();
+            specs[2 * t + 1] = corrupt ? RandomSpec(&random) : StandardAc();
+            state->dcTables[t] = TableFrom(specs[2 * t]);
+            state->acTables[t] = TableFrom(specs[2 * t + 1]);
+        }
+        JpegComponent components[3] = {};
+        for (int c = 0; c < 3; ++c) {
+            components[c].index = c;
+            components[c].h = c == 0 ? 2 : 1;
+            components[c].v = c == 0 ? 2 : 1;
+            components[c].dcTable = c == 0 ? 0 : 1;
+            components[c].acTable = c == 0 ? 0 : 1;
+            state->components[c] = &components[c];
+            state->scanComponents[c] = &components[c];
+        }
+        state->componentCount = 3;
+        state->scanCount = 3;
+        state->blocksPerMcu = 6;
+        const int membership[6] = {0, 0, 0, 0, 1, 2};
+        std::memcpy(state->mcuMembership, membership, sizeof membership);
+        const int interval = 1 + static_cast<int>(random() % 3);
+        state->restartInterval = interval;
+
+        // A block takes at most 17 + 255 bits for its DC term and 63 times
+        // 17 + 15 for the rest, under 290 bytes; six of them per MCU.
+        const int restarts = 10;
+        const int segmentBytes = interval * 6 * 290;
+        std::vector<uint8_t> data;
+        for (int segment = 0; segment <= restarts; ++segment) {
+            for (int i = 0; i < segmentBytes; ++i) {
+                const uint8_t byte = static_cast<uint8_t>(random());
+                data.push_back(byte);
+                if (byte == 0xFF) data.push_back(0x00);
+            }
+            if (segment == restarts) break;
+            data.push_back(0xFF);
+            for (int fill = static_cast<int>(random() % 3); fill > 0; --fill) data.push_back(0xFF);
+            data.push_back(static_cast<uint8_t>(0xD0 + (segment & 7)));
+        }
+        state->data = data.data();
+        state->size = data.size();
+        state->cursor = 0;
+        ASSERT_TRUE(jpeg::HuffStartOfScan(state.get()));
+
+        SerialScan serial{SerialReader{data.data(), data.size(), 0}, interval, interval};
+        const SerialTable serialDc[2] = {SerialTable(state->dcTables[0]),
+                                         SerialTable(state->dcTables[1])};
+        const SerialTable serialAc[2] = {SerialTable(state->acTables[0]),
+                                         SerialTable(state->acTables[1])};
+        const int mcus = interval * (restarts + 1);
+        for (int m = 0; m < mcus; ++m) {
+            int32_t fast[6 * 64] = {0}, reference[6 * 64] = {0};
+            jpeg::HuffDecodeMcu(state.get(), fast);
+            if (serial.mcusToRestart == 0) {
+                ASSERT_TRUE(serial.Restart()) << "MCU " << m;
+            }
+            --serial.mcusToRestart;
+            for (int b = 0; b < 6; ++b) {
+                const int c = membership[b];
+                const int t = c == 0 ? 0 : 1;
+                SerialBlock(&serial.reader, serialDc[t], serialAc[t], &serial.predictors[c],
+                            reference + 64 * b);
+            }
+            ASSERT_EQ(0, std::memcmp(fast, reference, sizeof fast))
+                << "round " << round << " MCU " << m;
+            bool partlyUsed;
+            ASSERT_EQ(jpeg::BitCursor(&state->reader, &partlyUsed), serial.reader.cursor)
+                << "round " << round << " MCU " << m;
+            ASSERT_EQ(partlyUsed, serial.reader.bitsLeft < 8);
+        }
+        // End of scan: past the partly used byte.
+        ASSERT_TRUE(jpeg::HuffEndOfScan(state.get()));
+        EXPECT_EQ(state->cursor, serial.reader.cursor + (serial.reader.bitsLeft < 8 ? 1u : 0u));
+        EXPECT_EQ(state->nextRestart, restarts % 8);
+    }
+}

@@ -3,10 +3,12 @@
 // of the accurate transform with a floating-point inverse DCT.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <random>
 
+#include "color/RangeLimit.h"
 #include "jpeg/Idct.h"
 #include "jpeg/Markers.h"
 #include "jpeg/ZigZag.h"
@@ -201,4 +203,218 @@ TEST_F(JpegDequantisation, TheAccurateTableIsTheQuantiserInNaturalOrder) {
     for (int k = 0; k < 64; ++k) EXPECT_EQ(table[k], jpeg::kNaturalToZigZag[k] + 1);
     EXPECT_EQ(state.idctBlock, jpeg::IdctAccurate);
     jpegFreeComponents(&state);
+}
+
+// The transforms against a plain one-column-then-one-row implementation of
+// the same arithmetic, written out as the integer procedure reads: 32-bit
+// sums that wrap (this file is built with -fwrapv, like the decoder), the
+// all-zero-AC shortcuts taken on the coefficients as they come from the
+// entropy decoder. The decoder's four-lane passes, its block-level DC
+// shortcut and its fixed column steps must give the same bytes for every
+// block, corrupt ones included.
+namespace {
+const uint8_t* IdctLimit() { return kRangeLimit + 128; }
+
+void ReferenceAccurate(const int32_t* in, const int32_t* q, uint8_t* out) {
+    int32_t ws[64];
+    for (int col = 0; col < 8; ++col) {
+        auto dq = [&](int row) { return in[8 * row + col] * q[8 * row + col]; };
+        bool flat = true;
+        for (int row = 1; row < 8; ++row) flat = flat && in[8 * row + col] == 0;
+        if (flat) {
+            for (int row = 0; row < 8; ++row) ws[8 * row + col] = dq(0) * 4;
+            continue;
+        }
+        int32_t z2 = dq(2), z3 = dq(6);
+        int32_t z1 = (z2 + z3) * 4433;
+        const int32_t t2 = z1 + z3 * -15137, t3 = z1 + z2 * 6270;
+        const int32_t t0 = (dq(0) + dq(4)) * 8192, t1 = (dq(0) - dq(4)) * 8192;
+        const int32_t t10 = t0 + t3, t13 = t0 - t3, t11 = t1 + t2, t12 = t1 - t2;
+        int32_t o0 = dq(7), o1 = dq(5), o2 = dq(3), o3 = dq(1);
+        z1 = o0 + o3;
+        z2 = o1 + o2;
+        z3 = o0 + o2;
+        int32_t z4 = o1 + o3;
+        const int32_t z5 = (z3 + z4) * 9633;
+        o0 *= 2446;
+        o1 *= 16819;
+        o2 *= 25172;
+        o3 *= 12299;
+        z1 *= -7373;
+        z2 *= -20995;
+        z3 = z3 * -16069 + z5;
+        z4 = z4 * -3196 + z5;
+        o0 += z1 + z3;
+        o1 += z2 + z4;
+        o2 += z2 + z3;
+        o3 += z1 + z4;
+        const int32_t sums[8] = {t10 + o3, t11 + o2, t12 + o1, t13 + o0,
+                                 t13 - o0, t12 - o1, t11 - o2, t10 - o3};
+        for (int row = 0; row < 8; ++row) ws[8 * row + col] = (sums[row] + 1024) >> 11;
+    }
+    for (int row = 0; row < 8; ++row) {
+        const int32_t* w = ws + 8 * row;
+        uint8_t* o = out + 8 * row;
+        bool flat = true;
+        for (int k = 1; k < 8; ++k) flat = flat && w[k] == 0;
+        if (flat) {
+            for (int k = 0; k < 8; ++k) o[k] = IdctLimit()[((w[0] + 16) >> 5) & 1023];
+            continue;
+        }
+        int32_t z2 = w[2], z3 = w[6];
+        int32_t z1 = (z2 + z3) * 4433;
+        const int32_t t2 = z1 + z3 * -15137, t3 = z1 + z2 * 6270;
+        const int32_t t0 = (w[0] + w[4]) * 8192, t1 = (w[0] - w[4]) * 8192;
+        const int32_t t10 = t0 + t3, t13 = t0 - t3, t11 = t1 + t2, t12 = t1 - t2;
+        int32_t o0 = w[7], o1 = w[5], o2 = w[3], o3 = w[1];
+        z1 = o0 + o3;
+        z2 = o1 + o2;
+        z3 = o0 + o2;
+        int32_t z4 = o1 + o3;
+        const int32_t z5 = (z3 + z4) * 9633;
+        o0 *= 2446;
+        o1 *= 16819;
+        o2 *= 25172;
+        o3 *= 12299;
+        z1 *= -7373;
+        z2 *= -20995;
+        z3 = z3 * -16069 + z5;
+        z4 = z4 * -3196 + z5;
+        o0 += z1 + z3;
+        o1 += z2 + z4;
+        o2 += z2 + z3;
+        o3 += z1 + z4;
+        const int32_t sums[8] = {t10 + o3, t11 + o2, t12 + o1, t13 + o0,
+                                 t13 - o0, t12 - o1, t11 - o2, t10 - o3};
+        for (int k = 0; k < 8; ++k) o[k] = IdctLimit()[((sums[k] + 131072) >> 18) & 1023];
+    }
+}
+
+int32_t Mul8(int32_t value, int32_t constant) { return (value * constant) >> 8; }
+
+void ReferenceFast(const int32_t* in, const int32_t* q, uint8_t* out) {
+    int32_t ws[64];
+    // One butterfly for both passes: eight inputs, eight sums (no rounding
+    // anywhere, the products truncated).
+    auto butterfly = [](const int32_t* x, int32_t* y) {
+        const int32_t t10 = x[0] + x[4], t11 = x[0] - x[4];
+        const int32_t t13 = x[2] + x[6];
+        const int32_t t12 = Mul8(x[2] - x[6], 362) - t13;
+        const int32_t e0 = t10 + t13, e3 = t10 - t13, e1 = t11 + t12, e2 = t11 - t12;
+        const int32_t z13 = x[5] + x[3], z10 = x[5] - x[3];
+        const int32_t z11 = x[1] + x[7], z12 = x[1] - x[7];
+        const int32_t o7 = z11 + z13;
+        const int32_t o11 = Mul8(z11 - z13, 362);
+        const int32_t z5 = Mul8(z10 + z12, 473);
+        const int32_t o10 = Mul8(z12, 277) - z5;
+        const int32_t o12 = Mul8(z10, -669) + z5;
+        const int32_t o6 = o12 - o7, o5 = o11 - o6, o4 = o10 + o5;
+        y[0] = e0 + o7;
+        y[7] = e0 - o7;
+        y[1] = e1 + o6;
+        y[6] = e1 - o6;
+        y[2] = e2 + o5;
+        y[5] = e2 - o5;
+        y[4] = e3 + o4;
+        y[3] = e3 - o4;
+    };
+    for (int col = 0; col < 8; ++col) {
+        int32_t x[8], y[8];
+        bool flat = true;
+        for (int row = 0; row < 8; ++row) {
+            x[row] = in[8 * row + col] * q[8 * row + col];
+            if (row) flat = flat && in[8 * row + col] == 0;
+        }
+        if (flat) {
+            for (int row = 0; row < 8; ++row) ws[8 * row + col] = x[0];
+            continue;
+        }
+        butterfly(x, y);
+        for (int row = 0; row < 8; ++row) ws[8 * row + col] = y[row];
+    }
+    for (int row = 0; row < 8; ++row) {
+        const int32_t* w = ws + 8 * row;
+        bool flat = true;
+        for (int k = 1; k < 8; ++k) flat = flat && w[k] == 0;
+        int32_t y[8];
+        if (flat)
+            for (int32_t& v : y) v = w[0];
+        else
+            butterfly(w, y);
+        for (int k = 0; k < 8; ++k) out[8 * row + k] = IdctLimit()[(y[k] >> 5) & 1023];
+    }
+}
+
+// Blocks of several kinds: quantised photo-like ones, dense ones with
+// extreme values, some multipliers zero, a huge DC that wraps.
+struct RandomBlock {
+    int32_t coefficients[64] = {0};
+    int32_t table[64];
+    int lastIndex = 0;
+};
+
+RandomBlock MakeBlock(std::mt19937* random, int kind) {
+    RandomBlock b;
+    auto next = [random](uint32_t n) { return static_cast<int32_t>((*random)() % n); };
+    for (int32_t& m : b.table)
+        m = kind == 0 ? 1 + next(100) : kind == 1 ? next(65536) : (next(4) == 0 ? 0 : next(300));
+    const int density = kind == 0 ? 12 : kind == 1 ? 1 : 3;
+    for (int k = 1; k < 64; ++k) {
+        if (next(static_cast<uint32_t>(density)) != 0) continue;
+        int32_t value = kind == 0 ? next(81) - 40 : next(65535) - 32767;
+        if (value == 0) value = 1;
+        b.coefficients[jpeg::kZigZagToNatural[k]] = value;
+        b.lastIndex = k;
+    }
+    if (kind == 3) b.lastIndex = 0;  // DC only
+    if (kind == 3) std::fill(b.coefficients + 1, b.coefficients + 64, 0);
+    b.coefficients[0] = kind == 0   ? next(2001) - 1000
+                        : kind == 2 ? static_cast<int32_t>((*random)())
+                                    : next(65535) - 32767;
+    return b;
+}
+
+void ExpectSameAsReference(BlockRoutine routine,
+                           void (*reference)(const int32_t*, const int32_t*, uint8_t*)) {
+    std::mt19937 random(17);
+    // Column steps: greyscale, colour, subsampled colour, and one the
+    // transforms take as given.
+    const ptrdiff_t columnSteps[4] = {1, 3, 6, 12};
+    for (int round = 0; round < 4000; ++round) {
+        const RandomBlock b = MakeBlock(&random, round % 4);
+        uint8_t expected[64];
+        reference(b.coefficients, b.table, expected);
+        const ptrdiff_t columnStep = columnSteps[round % 4];
+        const ptrdiff_t rowStep = 8 * columnStep + 5;
+        std::vector<uint8_t> out(static_cast<size_t>(8 * rowStep), 0xEE);
+        // The entropy decoder's highest index, and the full block.
+        for (int last : {b.lastIndex, 63}) {
+            int32_t copy[64];
+            std::memcpy(copy, b.coefficients, sizeof copy);
+            routine(out.data(), copy, b.table, rowStep, columnStep, last);
+            for (int y = 0; y < 8; ++y)
+                for (int x = 0; x < 8; ++x)
+                    ASSERT_EQ(out[static_cast<size_t>(y * rowStep + x * columnStep)],
+                              expected[8 * y + x])
+                        << "round " << round << " last " << last << " at " << x << "," << y;
+            ASSERT_EQ(0, std::memcmp(copy, b.coefficients, sizeof copy)) << "input changed";
+        }
+        // Nothing between the samples is touched.
+        for (size_t i = 0; i < out.size(); ++i) {
+            const ptrdiff_t at = static_cast<ptrdiff_t>(i);
+            const bool sample = at % rowStep % columnStep == 0 && at % rowStep / columnStep < 8;
+            if (!sample) {
+                ASSERT_EQ(out[i], 0xEE) << "round " << round << " byte " << i;
+            }
+        }
+    }
+}
+}  // namespace
+
+TEST(JpegIdct, TheAccurateTransformGivesTheBytesOfThePlainIntegerProcedure) {
+    ExpectSameAsReference(jpeg::IdctAccurate, ReferenceAccurate);
+}
+
+TEST(JpegIdct, TheFastTransformGivesTheBytesOfThePlainIntegerProcedure) {
+    ExpectSameAsReference(jpeg::IdctFast, ReferenceFast);
 }

@@ -4,6 +4,7 @@
 
 #include <memory>
 
+#include "formats/Readers.h"
 #include "jpeg/Markers.h"
 #include "jpeg/vti_JPEG.h"
 #include "tests/unit/JpegBuilder.h"
@@ -102,6 +103,18 @@ TEST_F(JpegHeaders, AColourPictureIsAnnouncedAsYCbCrWithThreeBytesPerPaddedPixel
 TEST_F(JpegHeaders, AFileWithoutStartOfImageIsNotRecognised) {
     const Decoded d = DecodeBytes({0xFF, 0xD9, 0xFF, 0xC0}, "no-soi.jpg");
     ExpectRefused(d, "ImageImpFile()", "Not a supported image format");
+}
+
+TEST_F(JpegHeaders, TheProbeNamesAFileWithoutStartOfImageAndLeavesItToOtherReaders) {
+    const Bytes bytes = {0xFF, 0xD9, 0xFF, 0xC0};
+    const std::string path = test::WriteTempFile("probe-no-soi.jpg", bytes);
+    ImageImpFile imp(path.c_str(), nullptr, false);
+    imp.ready = false;
+    ClearError();
+    EXPECT_FALSE(vti_JPEG(&imp));
+    EXPECT_FALSE(imp.ready);
+    EXPECT_STREQ(g_errorPlace, "vti_JPEG");
+    EXPECT_STREQ(g_errorText, "Not a JPEG file");
 }
 
 TEST_F(JpegHeaders, StartOfImageFollowedByEndOfImageHasNoFrame) {
@@ -246,6 +259,18 @@ TEST_F(JpegHeaders, StrayRestartAndTemMarkersBetweenSegmentsAreIgnored) {
     EXPECT_EQ(d.image->Row(7)[7], 128);
 }
 
+TEST_F(JpegHeaders, StrayRestartAndTemMarkersBeforeTheFrameAreIgnoredByTheProbeToo) {
+    // They have no length field: read as one, the FF 01 that follows
+    // would skip 65 kB.
+    Bytes bytes = GreyPicture({}, 40);
+    const Bytes stray = {0xFF, 0xD5, 0xFF, 0x01, 0xFF, 0xD0};
+    bytes.insert(bytes.begin() + 2, stray.begin(), stray.end());
+    const Decoded d = DecodeBytes(bytes, "stray-first.jpg");
+    ASSERT_TRUE(d.loaded) << d.place << ": " << d.text;
+    EXPECT_EQ(d.width, 8);
+    EXPECT_EQ(d.image->Row(0)[0], 133);  // 40 / 8
+}
+
 TEST_F(JpegHeaders, ExtensionAndReservedMarkersAreFatal) {
     for (uint8_t marker : {0x02, 0x4F, 0xBF, 0xDE, 0xDF, 0xF0, 0xFD}) {
         const Decoded d = DecodeBytes(GreyPicture({0xFF, marker, 0x00, 0x02}), "part3.jpg");
@@ -325,6 +350,18 @@ TEST_F(JpegHeaders, FrameHeaderChecksHaveTheirOwnMessages) {
     Parsed noHeight(empty);
     EXPECT_EQ(noHeight.place, "jpegGetSOF");
     EXPECT_EQ(noHeight.text, "Empty JPEG image (DNL not supported)");
+
+    Bytes noWidth = Soi();
+    Append(&noWidth, Sof(0xC0, 0, 8, kGrey));
+    Parsed zeroWidth(noWidth);
+    EXPECT_EQ(zeroWidth.place, "jpegGetSOF");
+    EXPECT_EQ(zeroWidth.text, "Empty JPEG image (DNL not supported)");
+
+    Bytes noComponents = Soi();
+    Append(&noComponents, Sof(0xC0, 8, 8, {}));
+    Parsed zeroComponents(noComponents);
+    EXPECT_EQ(zeroComponents.place, "jpegGetSOF");
+    EXPECT_EQ(zeroComponents.text, "Empty JPEG image (DNL not supported)");
 
     Bytes twelve = Soi();
     Append(&twelve, Sof(0xC1, 8, 8, kGrey, 12));

@@ -137,6 +137,21 @@ TEST(JpegUpsampling, GenericVerticalReplicationReadsEveryFifthRow) {
     EXPECT_TRUE(e.CanaryIntact());
 }
 
+TEST(JpegUpsampling, AOneComponentPictureWithAGapToFillIsRefused) {
+    // Only reachable with a state whose largest factor exceeds the one
+    // component's: the frame header alone cannot make one.
+    const int unsampled[3][2] = {{1, 1}, {1, 1}, {1, 1}};
+    ExpandState e(2, 1, unsampled, 16, 8, false);
+    e.state.componentCount = 1;
+    ClearError();
+    EXPECT_FALSE(PostExpand(&e.state));
+    EXPECT_STREQ(g_errorPlace, "PostExpand");
+    EXPECT_STREQ(g_errorText,
+                 "Subsampled grayscale not supported, Why would anyone do such a stupid thing?");
+    e.state.components[0]->h = 2;
+    EXPECT_TRUE(PostExpand(&e.state));
+}
+
 TEST(JpegUpsampling, ComponentCountsOtherThanOneOrThreeAreRefused) {
     ExpandState e(1, 1, k440, 8, 8, false);
     e.state.componentCount = 2;
@@ -214,6 +229,69 @@ TEST_F(JpegPipeline, A420PictureHasSixBlocksPerMcuInFrameOrder) {
     EXPECT_EQ(p.image->Row(0)[3 * 8], 123);
     EXPECT_EQ(p.image->Row(8)[0], 138);
     EXPECT_EQ(p.image->Row(15)[3 * 15], 128);
+}
+
+TEST_F(JpegPipeline, AOneComponentScanIsNotInterleavedWhateverItsSamplingFactors) {
+    // A 24x12 greyscale picture whose component says 2x2: one block per
+    // MCU, three blocks across and two down, in rows, as the encoder wrote
+    // them (a 16x16 MCU would take the third block for the second row).
+    BitWriter scan;
+    const int values[6] = {8, 16, 24, 32, 40, 48};
+    int predictor = 0;
+    for (int dc : values) {
+        EncodeBlock(&scan, DcCodes(), AcCodes(), dc - predictor);
+        predictor = dc;
+    }
+    scan.Flush();
+    const Bytes bytes = Picture(Header(24, 12, {{1, 2, 2, 0}}), scan);
+    Pipeline p(bytes, 32, 16, 8);
+    ASSERT_TRUE(p.ok) << g_errorText;
+    EXPECT_EQ(p.state->blocksPerMcu, 1);
+    EXPECT_EQ(p.state->mcusPerRow, 3);
+    EXPECT_EQ(p.state->mcuRows, 2);
+    for (int b = 0; b < 6; ++b) {
+        const int x = 8 * (b % 3) + 3, y = 8 * (b / 3) + 2;
+        EXPECT_EQ(p.image->Row(y)[x], 128 + values[b] / 8) << b;
+    }
+    // Through the import path: announced with the frame's 16x16 padding.
+    const Decoded d = DecodeBytes(bytes, "grey22.jpg");
+    ASSERT_TRUE(d.loaded) << d.text;
+    EXPECT_EQ(d.image->stride, 32);
+    EXPECT_EQ(d.image->Row(11)[23], 134);
+    EXPECT_EQ(d.image->Row(8)[0], 132);
+}
+
+TEST_F(JpegPipeline, TheScanHeaderOrdersTheBlocksOfTheMcu) {
+    // 4:2:0 with the scan naming Cr, then Y, then Cb: the MCU holds Cr's
+    // block, Y's four, then Cb's, and each lands in its own byte.
+    Bytes bytes = Soi();
+    Append(&bytes, Dqt(0, 1));
+    Append(&bytes, Sof(0xC0, 16, 16, {{1, 2, 2, 0}, {2, 1, 1, 0}, {3, 1, 1, 0}}));
+    Append(&bytes, Dht(0, 0, StandardDc()));
+    Append(&bytes, Dht(1, 0, StandardAc()));
+    Append(&bytes, Sos({3, 1, 2}));
+    BitWriter scan;
+    EncodeBlock(&scan, DcCodes(), AcCodes(), -80);  // Cr
+    const int luma[4] = {8, 16, 24, 32};
+    int predictor = 0;
+    for (int dc : luma) {
+        EncodeBlock(&scan, DcCodes(), AcCodes(), dc - predictor);
+        predictor = dc;
+    }
+    EncodeBlock(&scan, DcCodes(), AcCodes(), 160);  // Cb
+    scan.Flush();
+    Pipeline p(Picture(bytes, scan), 16, 16, 24);
+    ASSERT_TRUE(p.ok) << g_errorText;
+    const int membership[6] = {2, 0, 0, 0, 0, 1};
+    for (int b = 0; b < 6; ++b) EXPECT_EQ(p.state->mcuMembership[b], membership[b]) << b;
+    for (int b = 0; b < 4; ++b)
+        EXPECT_EQ(p.image->Row(8 * (b / 2) + 1)[3 * (8 * (b % 2) + 1)], 128 + luma[b] / 8) << b;
+    for (int y = 0; y < 16; ++y) {
+        for (int x = 0; x < 16; ++x) {
+            EXPECT_EQ(p.image->Row(y)[3 * x + 1], 148) << x << "," << y;  // Cb 160 / 8
+            EXPECT_EQ(p.image->Row(y)[3 * x + 2], 118) << x << "," << y;  // Cr -80 / 8
+        }
+    }
 }
 
 TEST_F(JpegPipeline, FastUpsamplingReplicatesChromaIn2x2Squares) {
@@ -320,6 +398,74 @@ TEST_F(JpegPipeline, TheOneEighthDecodeMakesOnePixelPerBlock) {
     }
 }
 
+TEST_F(JpegPipeline, ALargePictureIsAnnouncedAtOneEighthWithEachPixelItsBlocksDc) {
+    // 1000x750 greyscale and 800x600 at 4:2:0, quantisers 3, blocks with
+    // random DC values (some far out of range) and AC terms that the
+    // one-eighth decode decodes and drops.
+    g_settings->idx.iIconX = 80;
+    g_settings->idx.iIconY = 60;
+    g_settings->jpeg.bFastUnsubsample = 1;
+    uint32_t seed = 4;
+    auto next = [&seed](int n) {
+        seed = seed * 1103515245u + 12345u;
+        return static_cast<int>((seed >> 12) % static_cast<uint32_t>(n));
+    };
+    auto pixel = [](int dc) { return std::min(255, std::max(0, 128 + ((dc * 3) >> 3))); };
+    {
+        const int across = 125, down = 94;
+        std::vector<int> dcs;
+        BitWriter scan;
+        int predictor = 0;
+        for (int b = 0; b < across * down; ++b) {
+            const int dc = next(1000) - 500;
+            EncodeBlock(&scan, DcCodes(), AcCodes(), dc - predictor, {{1, next(40) + 1}, {9, -3}});
+            predictor = dc;
+            dcs.push_back(dc);
+        }
+        scan.Flush();
+        const Decoded d = DecodeBytes(Picture(Header(1000, 750, {{1, 1, 1, 0}}, 3), scan),
+                                      "large-grey.jpg", nullptr, true);
+        ASSERT_TRUE(d.loaded) << d.text;
+        ASSERT_EQ(d.width, 125);
+        ASSERT_EQ(d.height, 94);
+        for (int b = 0; b < across * down; ++b)
+            ASSERT_EQ(d.image->Row(b / across)[b % across], pixel(dcs[b])) << b;
+    }
+    {
+        const int mcusAcross = 50, mcusDown = 38;  // 600 / 16 rounded up
+        std::vector<int> luma(static_cast<size_t>(mcusAcross * mcusDown * 4)),
+            cb(static_cast<size_t>(mcusAcross * mcusDown)),
+            cr(static_cast<size_t>(mcusAcross * mcusDown));
+        BitWriter scan;
+        int predictors[3] = {0, 0, 0};
+        auto put = [&](int component, int dc) {
+            EncodeBlock(&scan, DcCodes(), AcCodes(), dc - predictors[component], {{2, 5}});
+            predictors[component] = dc;
+        };
+        for (int m = 0; m < mcusAcross * mcusDown; ++m) {
+            for (int b = 0; b < 4; ++b) put(0, luma[4 * m + b] = next(700) - 350);
+            put(1, cb[m] = next(700) - 350);
+            put(2, cr[m] = next(700) - 350);
+        }
+        scan.Flush();
+        const Decoded d = DecodeBytes(
+            Picture(Header(800, 600, {{1, 2, 2, 0}, {2, 1, 1, 0}, {3, 1, 1, 0}}, 3), scan),
+            "large-420.jpg", nullptr, true);
+        ASSERT_TRUE(d.loaded) << d.text;
+        ASSERT_EQ(d.width, 100);
+        ASSERT_EQ(d.height, 75);
+        for (int y = 0; y < 75; ++y) {
+            for (int x = 0; x < 100; ++x) {
+                const int m = (y / 2) * mcusAcross + x / 2;
+                const uint8_t* p = d.image->Row(y) + 3 * x;
+                ASSERT_EQ(p[0], pixel(luma[4 * m + 2 * (y % 2) + x % 2])) << x << "," << y;
+                ASSERT_EQ(p[1], pixel(cb[m])) << x << "," << y;
+                ASSERT_EQ(p[2], pixel(cr[m])) << x << "," << y;
+            }
+        }
+    }
+}
+
 TEST_F(JpegPipeline, TheOneEighthDecodeUpsamplesOnItsOwnGrid) {
     g_settings->idx.iIconX = 1;
     g_settings->idx.iIconY = 1;
@@ -377,4 +523,139 @@ TEST_F(JpegPipeline, RealFilesKeepTheirChecksumPerOptionSet) {
             EXPECT_EQ(PixelChecksum(*d.image), c.sums[option]) << c.file << " option " << option;
         }
     }
+}
+
+namespace {
+// PostExpand for ratios of 1 and 2 written as the filters are defined: one
+// component and one direction at a time, every output from a copy of the
+// samples as they were. The decoder expands both chroma components in one
+// pass over whole rows of bytes instead; it must give the same bytes.
+void ReferenceExpand(std::vector<uint8_t>* pixels, ptrdiff_t stride, int width,
+                     const int factors[3][2], int hMax, int vMax, int samplesPerBlockWide,
+                     int mcusWide, int mcusHigh, bool fast) {
+    for (int c = 0; c < 3; ++c) {
+        const int h = factors[c][0], v = factors[c][1];
+        const int rh = hMax / h, rv = vMax / v;
+        const int wide = mcusWide * h * samplesPerBlockWide;
+        const int high = mcusHigh * v * samplesPerBlockWide;
+        auto at = [&](int x, int y) -> uint8_t& {
+            return (*pixels)[static_cast<size_t>(y * stride + 3 * x + c)];
+        };
+        if (rh == 2) {
+            for (int y = 0; y < high; ++y) {
+                const int row = y * rv;
+                std::vector<int> s(static_cast<size_t>(wide));
+                for (int i = 0; i < wide; ++i) s[i] = at(2 * i, row);
+                const int n = wide;
+                if (fast || n == 1) {
+                    for (int i = 0; i < n; ++i) at(2 * i + 1, row) = static_cast<uint8_t>(s[i]);
+                    continue;
+                }
+                at(1, row) = static_cast<uint8_t>((3 * s[0] + s[1] + 1) >> 2);
+                for (int i = 1; i <= n - 2; ++i) {
+                    at(2 * i, row) = static_cast<uint8_t>((3 * s[i] + s[i - 1] + 2) >> 2);
+                    at(2 * i + 1, row) = static_cast<uint8_t>((3 * s[i] + s[i + 1] + 1) >> 2);
+                }
+                at(2 * n - 2, row) = static_cast<uint8_t>((3 * s[n - 1] + s[n - 2] + 2) >> 2);
+                at(2 * n - 1, row) = static_cast<uint8_t>(s[n - 1]);
+            }
+        }
+        if (rv == 2) {
+            const int n = high;
+            for (int x = 0; x < width; ++x) {
+                std::vector<int> s(static_cast<size_t>(n));
+                for (int i = 0; i < n; ++i) s[i] = at(x, 2 * i);
+                if (fast || n == 1) {
+                    for (int i = 0; i < n; ++i) at(x, 2 * i + 1) = static_cast<uint8_t>(s[i]);
+                    continue;
+                }
+                at(x, 1) = static_cast<uint8_t>((3 * s[0] + s[1] + 2) >> 2);
+                for (int i = 1; i <= n - 2; ++i) {
+                    at(x, 2 * i) = static_cast<uint8_t>((3 * s[i] + s[i - 1] + 1) >> 2);
+                    at(x, 2 * i + 1) = static_cast<uint8_t>((3 * s[i] + s[i + 1] + 2) >> 2);
+                }
+                at(x, 2 * n - 2) = static_cast<uint8_t>((3 * s[n - 1] + s[n - 2] + 1) >> 2);
+                at(x, 2 * n - 1) = static_cast<uint8_t>(s[n - 1]);
+            }
+        }
+    }
+}
+}  // namespace
+
+TEST(JpegUpsampling, EveryLayoutGivesTheBytesOfTheFiltersAsDefined) {
+    const int layouts[][3][2] = {
+        {{2, 2}, {1, 1}, {1, 1}},  // 4:2:0
+        {{2, 1}, {1, 1}, {1, 1}},  // 4:2:2
+        {{1, 2}, {1, 1}, {1, 1}},  // 4:4:0
+        {{1, 1}, {1, 1}, {1, 1}},  // 4:4:4
+        {{2, 2}, {2, 1}, {2, 1}},  // chroma halved vertically only
+        {{2, 2}, {1, 2}, {1, 1}},  // Cb and Cr differ
+        {{1, 1}, {2, 2}, {2, 2}},  // the luma is the subsampled one
+    };
+    uint32_t seed = 99;
+    auto next = [&seed](int n) {
+        seed = seed * 1664525u + 1013904223u;
+        return static_cast<int>((seed >> 8) % static_cast<uint32_t>(n));
+    };
+    int cases = 0;
+    for (const auto& factors : layouts) {
+        int hMax = 1, vMax = 1;
+        for (const auto& f : factors) {
+            hMax = std::max(hMax, f[0]);
+            vMax = std::max(vMax, f[1]);
+        }
+        for (int reduced = 0; reduced < 2; ++reduced) {
+            for (int fast = 0; fast < 2; ++fast) {
+                // Full decodes and one-eighth ones, the latter down to one or
+                // two samples a row (the filters' end cases).
+                for (int mcusWide : {1, 2, 3, 5, 13}) {
+                    const int mcusHigh = 1 + next(4);
+                    const int perBlock = reduced ? 1 : 8;
+                    const int width = mcusWide * hMax * perBlock;
+                    const int height = mcusHigh * vMax * perBlock;
+                    const ptrdiff_t stride = 3 * width;
+                    JpegState state{};
+                    std::vector<uint8_t> pixels(static_cast<size_t>(stride * height) + 64);
+                    for (uint8_t& b : pixels) b = static_cast<uint8_t>(next(256));
+                    std::vector<uint8_t> expected = pixels;
+                    state.outputBase = pixels.data();
+                    state.outputStride = stride;
+                    state.outputBytes = static_cast<size_t>(stride * height);
+                    state.componentCount = 3;
+                    state.hMax = hMax;
+                    state.vMax = vMax;
+                    state.paddedWidth = mcusWide * hMax * 8;
+                    state.paddedHeight = mcusHigh * vMax * 8;
+                    state.fastUpsampling = static_cast<uint8_t>(fast);
+                    state.dcOnly = static_cast<uint8_t>(reduced);
+                    for (int c = 0; c < 3; ++c) {
+                        auto* component =
+                            static_cast<JpegComponent*>(std::calloc(1, sizeof(JpegComponent)));
+                        component->index = c;
+                        component->h = factors[c][0];
+                        component->v = factors[c][1];
+                        component->paddedWidth = state.paddedWidth * component->h / hMax;
+                        component->paddedHeight = state.paddedHeight * component->v / vMax;
+                        state.components[c] = component;
+                        state.scanComponents[c] = component;
+                    }
+                    state.scanCount = 3;
+                    const bool ok = PostExpand(&state);
+                    jpegFreeComponents(&state);
+                    ASSERT_TRUE(ok) << g_errorText;
+                    ReferenceExpand(&expected, stride, width, factors, hMax, vMax, perBlock,
+                                    mcusWide, mcusHigh, fast != 0);
+                    for (size_t i = 0; i < pixels.size(); ++i) {
+                        ASSERT_EQ(pixels[i], expected[i])
+                            << "layout " << (&factors - layouts) << " reduced " << reduced
+                            << " fast " << fast << " " << mcusWide << "x" << mcusHigh
+                            << " MCUs, pixel " << i / 3 % width << "," << i / 3 / width << " byte "
+                            << i % 3;
+                    }
+                    ++cases;
+                }
+            }
+        }
+    }
+    EXPECT_EQ(cases, 7 * 2 * 2 * 5);
 }

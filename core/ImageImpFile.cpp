@@ -81,6 +81,15 @@ bool Identify(ImageImpFile* imp, const char* extension, bool matching) {
     }
     return verdict;
 }
+// The default stride of a colour picture, 3 * width, in 64 bits: a reader
+// that stops (or fails) after reading a huge width leaves it here, and a
+// stride too large for the record becomes the largest one.
+int32_t ThreeTimes(int32_t width) {
+    const int64_t stride = 3 * int64_t{width};
+    if (stride > INT32_MAX) return INT32_MAX;
+    if (stride < INT32_MIN) return INT32_MIN;
+    return static_cast<int32_t>(stride);
+}
 }  // namespace
 
 uint8_t* AllocPaletteBlock() { return static_cast<uint8_t*>(std::calloc(1, kPaletteBlockBytes)); }
@@ -139,7 +148,7 @@ ImageImpFile::ImageImpFile(const char* filePath, Progress* progress, bool probeA
 
     // Defaults are taken now, before the colour model may add a palette: a
     // grey picture that leaves its stride alone gets 3 * width.
-    if (stride == -1) stride = palette ? width : 3 * width;
+    if (stride == -1) stride = palette ? width : ThreeTimes(width);
     if (rows == -1) rows = height;
     if (!rowLoader2) {
         rowLoader2 = rowLoader;
@@ -148,7 +157,7 @@ ImageImpFile::ImageImpFile(const char* filePath, Progress* progress, bool probeA
         stride2 = stride;
         rows2 = rows;
     } else {
-        if (stride2 == -1) stride2 = palette ? width2 : 3 * width2;
+        if (stride2 == -1) stride2 = palette ? width2 : ThreeTimes(width2);
         if (rows2 == -1) rows2 = height2;
     }
 

@@ -13,6 +13,13 @@ void CopyRows(uint8_t* destination, int destinationStride, const uint8_t* source
 // Swaps the first and third byte of every 3-byte pixel (red/blue order).
 void SwapRedBlue(uint8_t* firstRow, int width, int stride, int rows);
 
+// Copies `pixels` 3-byte pixels with their first and third bytes swapped.
+// Destination and source are the same block or do not overlap. Uses the
+// processor's byte shuffle where it has one (SSSE3).
+void CopySwappingRedBlue(uint8_t* destination, const uint8_t* source, size_t pixels);
+// The same in plain 64-bit arithmetic, as on processors without it.
+void CopySwappingRedBluePortably(uint8_t* destination, const uint8_t* source, size_t pixels);
+
 // Builds 3-byte pixels from three planes of one row: the third plane's byte
 // first, then the second's, then the first's.
 void PlanesToPixels(uint8_t* destination, const uint8_t* firstPlane, int width,

@@ -9,3 +9,8 @@
 // Rows are `width` pixels long and `stride` bytes apart.
 void UndoHorizontalPredictor(uint8_t* pixels, int width, int height, int stride,
                              int samplesPerPixel);
+
+// The same for three samples per pixel, with the first and third byte of
+// every pixel swapped afterwards (red/blue order), in one pass: the bytes
+// UndoHorizontalPredictor and then SwapRedBlue would leave.
+void UndoHorizontalPredictorSwappingRedBlue(uint8_t* pixels, int width, int height, int stride);

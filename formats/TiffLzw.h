@@ -18,5 +18,10 @@
 // by one that does, so no stream that fills its output needs more. (A run
 // of clear codes that long decodes nothing; on a damaged file whose strips
 // all point at it, reading it again for every strip would only cost time.)
+//
+// Only the decoded bytes are written, unless the caller says with
+// `destinationIsClear` that the destination holds nothing but zeros (a
+// freshly cleared block): the decoder may then write zeros behind the
+// output too, which is quicker and leaves the same bytes.
 const uint8_t* TiffLzwDecode(uint8_t* destination, uint8_t* destinationEnd, const uint8_t* source,
-                             const uint8_t* sourceEnd);
+                             const uint8_t* sourceEnd, bool destinationIsClear = false);

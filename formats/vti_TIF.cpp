@@ -407,6 +407,18 @@ void PlaceRows(Image* image, const uint8_t* rows, size_t rowBytes) {
     CopyRows(image->pixels, image->stride, rows, static_cast<int>(rowBytes), RowsThatFit(image, rowBytes));
 }
 
+// Turns rows of 8-bit samples, as decoded, into the Image's: red and blue
+// swapped for three samples, the predictor undone when `predictor` says so.
+void FinishRows(uint8_t* rows, int width, int count, int stride, unsigned samples,
+                bool predictor) {
+    if (samples == 3 && predictor)
+        UndoHorizontalPredictorSwappingRedBlue(rows, width, count, stride);
+    else if (samples == 3)
+        SwapRedBlue(rows, width, stride, count);
+    else if (predictor)
+        UndoHorizontalPredictor(rows, width, count, stride, 1);
+}
+
 bool LoadTiff(ImageImpFile* imp, Image* image, Progress* progress) {
     const TiffState tiff = RestoreState(imp);
     const int64_t width = image->width;
@@ -455,13 +467,33 @@ bool LoadTiff(ImageImpFile* imp, Image* image, Progress* progress) {
     if (tiff.compression != kNone) ReportStatus(progress, "Decompressing", 0, 100);
     uint8_t* const workEnd = work + workBytes;
 
+    // The predictor is undone for LZW data only: uncompressed and PackBits
+    // files that say predictor 2 keep their differences, as they always have
+    // in this reader.
+    const bool predictor = tiff.compression == kLzw && tiff.predictor == 2;
+    // When the strips lie in the pixel block at the Image's own stride the
+    // rows need no moving, and each strip's rows within the picture are
+    // finished (red and blue swapped, the predictor undone) as soon as the
+    // strip is decoded, while they are at hand: its place is final then,
+    // since every later strip writes only from its own place on. Otherwise
+    // the whole buffer is converted and placed after the last strip.
+    const bool finishEachStrip =
+        direct && static_cast<size_t>(image->stride) == announcedStride;
+
     const uint8_t* const fileEnd = imp->data + imp->size;
     for (size_t i = 0; i < strips; ++i) {
         const uint64_t destinationAt = static_cast<uint64_t>(i) * stripBytes;
         uint8_t* destination = work + std::min<uint64_t>(destinationAt, workBytes);
         const uint64_t sourceAt = offsets[i];
         const uint8_t* source = imp->data + std::min<uint64_t>(sourceAt, imp->size);
-        uint64_t end;  // where the strip's data ended, as an offset
+        // The strip's rows within the picture, when they are finished here.
+        const uint64_t top = destinationAt / announcedStride;
+        const int finishRows =
+            finishEachStrip && top < static_cast<uint64_t>(height)
+                ? static_cast<int>(std::min<uint64_t>(rowsPerStrip, height - top))
+                : 0;
+        bool finished = false;  // the rows were finished on the way
+        uint64_t end;           // where the strip's data ended, as an offset
         if (tiff.compression == kLzw) {
             // LZW codes fill the strip's own place and no more: what a
             // damaged strip describes beyond its rows is dropped, as libtiff
@@ -469,12 +501,14 @@ bool LoadTiff(ImageImpFile* imp, Image* image, Progress* progress) {
             // code is read all the same and the end address is the same.
             // (Unbounded, a file of many strips that all point at one long
             // stream would decode it over the rest of the picture for every
-            // strip.)
+            // strip.) The strip's place is still clear: the work buffer and
+            // a new Image's pixel block start zero-filled, and no other
+            // strip writes there.
             uint8_t* const stripEnd =
                 destination +
                 std::min<uint64_t>(stripBytes, static_cast<uint64_t>(workEnd - destination));
-            end = static_cast<uint64_t>(TiffLzwDecode(destination, stripEnd, source, fileEnd) -
-                                        imp->data);
+            end = static_cast<uint64_t>(
+                TiffLzwDecode(destination, stripEnd, source, fileEnd, true) - imp->data);
         } else if (tiff.compression == kPackBits) {
             // The run that crosses the strip's count is written whole, into
             // the next strip's place (which that strip then overwrites);
@@ -484,9 +518,27 @@ bool LoadTiff(ImageImpFile* imp, Image* image, Progress* progress) {
         } else {
             const size_t available = sourceAt < imp->size ? imp->size - sourceAt : 0;
             const size_t room = static_cast<size_t>(workEnd - destination);
-            std::memcpy(destination, source, std::min({stripBytes, available, room}));
+            const size_t count = std::min({stripBytes, available, room});
+            if (samples == 3 && finishRows > 0) {
+                // Colour rows are copied with red and blue swapped on the
+                // way; rows beyond the picture are copied as they are, and
+                // pixels the file does not hold whole are swapped where they
+                // lie, as after a plain copy.
+                const size_t pixels = static_cast<size_t>(finishRows) * width;
+                const size_t copied = std::min(count / 3, pixels);
+                CopySwappingRedBlue(destination, source, copied);
+                std::memcpy(destination + 3 * copied, source + 3 * copied, count - 3 * copied);
+                CopySwappingRedBlue(destination + 3 * copied, destination + 3 * copied,
+                                    pixels - copied);
+                finished = true;
+            } else {
+                std::memcpy(destination, source, count);
+            }
             end = sourceAt + stripBytes;
         }
+        if (finishRows > 0 && !finished)
+            FinishRows(destination, static_cast<int>(width), finishRows,
+                       static_cast<int>(announcedStride), samples, predictor);
         if (i % 8 == 7) ReportProgress(progress, static_cast<int>(i), static_cast<int>(strips - 1));
         if (repair && i + 1 < strips) offsets[i + 1] = end;
     }
@@ -495,8 +547,11 @@ bool LoadTiff(ImageImpFile* imp, Image* image, Progress* progress) {
     if (samples == 3) {
         ReportStatus(progress, "Converting", 0, 100);
         if (tiff.planarConfiguration == 1) {
-            SwapRedBlue(work, static_cast<int>(width), static_cast<int>(announcedStride), rows);
-            PlaceRows(image, work, announcedStride);
+            if (!finishEachStrip) {
+                SwapRedBlue(work, static_cast<int>(width), static_cast<int>(announcedStride),
+                            rows);
+                PlaceRows(image, work, announcedStride);
+            }
         } else {
             // Each buffer row is taken as a run of red, then green, then
             // blue: planes interleaved row by row inside the strip.
@@ -524,14 +579,12 @@ bool LoadTiff(ImageImpFile* imp, Image* image, Progress* progress) {
         }
     }
 
-    // The predictor is undone for LZW data only: uncompressed and PackBits
-    // files that say predictor 2 keep their differences, as they always have
-    // in this reader.
-    if (tiff.compression == kLzw && tiff.predictor == 2) {
+    if (predictor) {
         ReportStatus(progress, "De-predicting", 0, 100);
-        UndoHorizontalPredictor(image->pixels, static_cast<int>(width),
-                                RowsThatFit(image, static_cast<size_t>(width) * samples),
-                                image->stride, static_cast<int>(samples));
+        if (!finishEachStrip)
+            UndoHorizontalPredictor(image->pixels, static_cast<int>(width),
+                                    RowsThatFit(image, static_cast<size_t>(width) * samples),
+                                    image->stride, static_cast<int>(samples));
     }
 
     if (!direct) std::free(work);

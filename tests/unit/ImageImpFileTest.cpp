@@ -201,6 +201,18 @@ TEST_F(Dispatcher, AGreyPictureLeavingTheStrideAtDefaultGetsThreeTimesTheWidth) 
     ASSERT_NE(imp.palette, nullptr);
 }
 
+TEST_F(Dispatcher, ADefaultStrideTooLargeForTheRecordBecomesTheLargestOne) {
+    // 3 * 0x30000000 does not fit in 32 bits; it must not wrap round.
+    g_script.palette = false;
+    g_script.depth = 24;
+    g_script.width = 0x30000000;
+    const std::string path = File("picture.bmp");
+    ImageImpFile imp(path.c_str(), nullptr, false);
+    ASSERT_TRUE(imp.ready);
+    EXPECT_EQ(imp.stride, INT32_MAX);
+    EXPECT_EQ(imp.stride2, INT32_MAX);
+}
+
 TEST_F(Dispatcher, GreyModelBuildsARampOfOneEntryPerValue) {
     g_script.palette = false;
     g_script.colourModel = 2;

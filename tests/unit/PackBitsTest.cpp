@@ -2,7 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <cinttypes>
+#include <cstdio>
+#include <memory>
+#include <string>
 #include <vector>
+
+#include "tests/support/TiffEncoders.h"
 
 namespace {
 struct Result {
@@ -62,5 +68,29 @@ TEST(PackBits, NeverWritesPastTheDestinationNorReadsPastTheSource) {
     const Result cut = Decode({5, 1, 2}, 6);
     EXPECT_EQ(cut.output, (std::vector<uint8_t>{1, 2}));
     EXPECT_EQ(cut.consumed, 3u);
+}
+TEST(PackBits, RandomStreamsDecodeAsBefore) {
+    // Random control bytes and counts into rooms large and small, pinned by
+    // one checksum over each whole destination (a guard zone behind it
+    // included) and each returned position.
+    test::Random random(1966);
+    test::Fnv64 hash;
+    for (int i = 0; i < 1500; ++i) {
+        const size_t size = random.Below(i < 500 ? 40 : 3000);
+        const std::unique_ptr<uint8_t[]> source(new uint8_t[size + 1]);
+        for (size_t j = 0; j < size; ++j) source[j] = random.Byte();
+        const size_t byteCount = random.Below(4) == 0 ? random.Below(8) : random.Below(5000);
+        const size_t room = random.Below(3) == 0 ? random.Below(300) : byteCount + 128;
+        std::vector<uint8_t> destination(room + 32, 0xEE);
+        const uint8_t* end = PackBitsDecode(destination.data(), destination.data() + room,
+                                            source.get(), source.get() + size, byteCount);
+        ASSERT_LE(end, source.get() + size);
+        for (size_t j = room; j < room + 32; ++j) ASSERT_EQ(destination[j], 0xEE) << j;
+        hash.Add(room).Add(byteCount).Add(static_cast<uint64_t>(end - source.get()));
+        hash.Add(destination);
+    }
+    char text[24];
+    std::snprintf(text, sizeof text, "0x%016" PRIX64, hash.Value());
+    EXPECT_EQ(std::string(text), "0xEDFB51516C2FB308");
 }
 }  // namespace

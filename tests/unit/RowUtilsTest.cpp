@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <vector>
 
 #include "core/RowUtils.h"
@@ -25,6 +26,52 @@ TEST(RowUtils, SwapRedBlueSwapsFirstAndThirdByteOfEveryPixel) {
     Bytes rows = {1, 2, 3, 4, 5, 6, 99, 7, 8, 9, 10, 11, 12, 99};  // stride 7, width 2
     SwapRedBlue(rows.data(), 2, 7, 2);
     EXPECT_EQ(rows, (Bytes{3, 2, 1, 6, 5, 4, 99, 9, 8, 7, 12, 11, 10, 99}));
+}
+
+TEST(RowUtils, SwapRedBlueOfRowsOfEveryLengthTouchesOnlyTheirPixels) {
+    // Rows of 0 to 40 pixels (eight at a time and the rest one by one),
+    // with padding bytes that must stay.
+    for (int width = 0; width <= 40; ++width) {
+        const int stride = 3 * width + 5;
+        Bytes rows(static_cast<size_t>(stride) * 3);
+        for (size_t i = 0; i < rows.size(); ++i) rows[i] = static_cast<uint8_t>(i * 7 + 1);
+        Bytes expected = rows;
+        for (int y = 0; y < 3; ++y)
+            for (int x = 0; x < width; ++x)
+                std::swap(expected[y * stride + 3 * x], expected[y * stride + 3 * x + 2]);
+        SwapRedBlue(rows.data(), width, stride, 3);
+        EXPECT_EQ(rows, expected) << width;
+    }
+}
+
+TEST(RowUtils, CopySwappingRedBlueWritesOnlyItsPixels) {
+    // Both ways: with the processor's byte shuffle where it has one (16
+    // pixels at a time), and in plain arithmetic (8 at a time, a copy in
+    // pieces of 1024 pixels); the rest pixel by pixel. Copied and in place.
+    using Copy = void (*)(uint8_t*, const uint8_t*, size_t);
+    std::vector<size_t> counts;
+    for (size_t pixels = 0; pixels <= 70; ++pixels) counts.push_back(pixels);
+    for (size_t pixels : {1023, 1024, 1025, 2500}) counts.push_back(pixels);
+    for (Copy copySwapping : {Copy{CopySwappingRedBlue}, Copy{CopySwappingRedBluePortably}}) {
+        for (size_t pixels : counts) {
+            Bytes source(3 * pixels + 4);
+            for (size_t i = 0; i < source.size(); ++i) source[i] = static_cast<uint8_t>(200 - i);
+            Bytes copy(3 * pixels + 4, 0xEE);
+            copySwapping(copy.data(), source.data(), pixels);
+            Bytes expected(3 * pixels + 4, 0xEE);
+            for (size_t x = 0; x < pixels; ++x) {
+                expected[3 * x] = source[3 * x + 2];
+                expected[3 * x + 1] = source[3 * x + 1];
+                expected[3 * x + 2] = source[3 * x];
+            }
+            EXPECT_EQ(copy, expected) << pixels;
+            // In place the bytes behind the pixels stay as they were.
+            const Bytes original = source;
+            copySwapping(source.data(), source.data(), pixels);
+            std::copy(original.begin() + 3 * pixels, original.end(), expected.begin() + 3 * pixels);
+            EXPECT_EQ(source, expected) << pixels;
+        }
+    }
 }
 
 TEST(RowUtils, PlanesToPixelsPutsTheThirdPlaneFirst) {

@@ -4,10 +4,15 @@
 
 #include <gtest/gtest.h>
 
+#include <cinttypes>
+#include <cstdio>
 #include <map>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
+
+#include "tests/support/TiffEncoders.h"
 
 namespace {
 constexpr unsigned kClear = 256;
@@ -241,5 +246,141 @@ TEST(TiffLzw, RoundTripsLongStreamsThroughEveryCodeWidth) {
         EXPECT_EQ(r.output, data) << round;
         EXPECT_EQ(r.consumed, stream.size()) << round;
     }
+}
+// ---------------------------------------------------------------------------
+// Many streams from a fixed seed, pinned by one checksum over what each
+// writes (the whole destination, a guard zone behind it included) and the
+// position each returns.
+
+std::string Hex(uint64_t value) {
+    char text[24];
+    std::snprintf(text, sizeof text, "0x%016" PRIX64, value);
+    return text;
+}
+
+// Room for the output: none, a few bytes, a strip's worth, plenty.
+size_t ChooseRoom(test::Random& random) {
+    static const size_t kRooms[] = {0, 1, 2, 3, 7, 8, 9, 15, 16, 17, 64, 255, 1000, 4097, 20000};
+    return kRooms[random.Below(sizeof kRooms / sizeof kRooms[0])];
+}
+
+// Decodes `stream` (held in a block of exactly its size) into `room` bytes
+// with a guard zone of 0xEE behind; adds everything to `hash` and checks
+// that the guard zone and the source stayed as they were.
+void DecodeInto(test::Fnv64& hash, const std::vector<uint8_t>& stream, size_t room) {
+    constexpr size_t kGuard = 32;
+    std::vector<uint8_t> destination(room + kGuard, 0xEE);
+    const std::unique_ptr<uint8_t[]> source(new uint8_t[stream.size() + 1]);
+    std::copy(stream.begin(), stream.end(), source.get());
+    const uint8_t* end = TiffLzwDecode(destination.data(), destination.data() + room, source.get(),
+                                       source.get() + stream.size());
+    ASSERT_GE(end, source.get());
+    ASSERT_LE(end, source.get() + stream.size());
+    for (size_t i = room; i < room + kGuard; ++i) ASSERT_EQ(destination[i], 0xEE) << i;
+    hash.Add(room).Add(static_cast<uint64_t>(end - source.get())).Add(destination);
+
+    // Into a clear destination, told so or not, the same bytes and the same
+    // position.
+    std::vector<uint8_t> told(room + kGuard, 0), notTold(room + kGuard, 0);
+    const uint8_t* toldEnd = TiffLzwDecode(told.data(), told.data() + room, source.get(),
+                                           source.get() + stream.size(), true);
+    const uint8_t* notToldEnd = TiffLzwDecode(notTold.data(), notTold.data() + room, source.get(),
+                                              source.get() + stream.size(), false);
+    ASSERT_EQ(toldEnd, notToldEnd);
+    ASSERT_EQ(told, notTold);
+}
+
+TEST(TiffLzw, RandomBytesDecodeAsBefore) {
+    // Garbage: codes of every kind in any order, the table filling without
+    // clears, output running out.
+    test::Random random(4711);
+    test::Fnv64 hash;
+    for (int i = 0; i < 600; ++i) {
+        std::vector<uint8_t> stream(random.Below(i < 300 ? 64 : 6000));
+        for (uint8_t& byte : stream) byte = random.Byte();
+        DecodeInto(hash, stream, ChooseRoom(random));
+    }
+    EXPECT_EQ(Hex(hash.Value()), "0xB80BA4A299BBC525");
+}
+
+// A code sequence a decoder follows through its table: literals, codes
+// already in the table, the next free code (the string-plus-first-byte
+// case), codes beyond it, clears (or none at all), sometimes an early end
+// code or none.
+std::vector<unsigned> RandomCodes(test::Random& random) {
+    std::vector<unsigned> codes;
+    const bool clears = random.Below(3) != 0;
+    bool firstAfterClear = false;
+    if (random.Below(5) != 0) {
+        codes.push_back(kClear);
+        firstAfterClear = true;
+    }
+    unsigned next = 258;
+    const unsigned count = random.Below(7000);
+    for (unsigned i = 0; i < count; ++i) {
+        const unsigned kind = random.Below(1000);
+        unsigned code;
+        if (kind < 4 && clears) {
+            codes.push_back(kClear);
+            firstAfterClear = true;
+            next = 258;
+            continue;
+        } else if (kind < 6) {
+            code = kEnd;  // decoding stops here; the rest is never read
+        } else if (kind < 350 || next == 258) {
+            code = random.Below(256);
+        } else if (kind < 420) {
+            code = next;
+        } else if (kind < 440) {
+            code = next + 1 + random.Below(40);
+        } else {
+            code = 258 + random.Below(next - 258);
+        }
+        codes.push_back(code);
+        if (code == kEnd) continue;
+        if (firstAfterClear)
+            firstAfterClear = false;
+        else if (next < 4096)
+            ++next;
+    }
+    if (random.Below(4) != 0) codes.push_back(kEnd);
+    return codes;
+}
+
+TEST(TiffLzw, RandomCodeSequencesDecodeAsBefore) {
+    test::Random random(90210);
+    test::Fnv64 hash;
+    for (int i = 0; i < 400; ++i) {
+        std::vector<uint8_t> stream = test::PackLzwCodes(RandomCodes(random));
+        // Sometimes cut short.
+        if (random.Below(4) == 0)
+            stream.resize(random.Below(static_cast<uint32_t>(stream.size()) + 1));
+        DecodeInto(hash, stream, ChooseRoom(random));
+        // And once more with room for everything.
+        DecodeInto(hash, stream, 60000);
+    }
+    EXPECT_EQ(Hex(hash.Value()), "0x78FC637196D30CDA");
+}
+
+TEST(TiffLzw, EncodedPicturesDecodeToTheirBytesAsBefore) {
+    // Encoder output of noise and of smooth data, into exactly its room,
+    // into less, and into more.
+    test::Random random(31337);
+    test::Fnv64 hash;
+    for (int i = 0; i < 40; ++i) {
+        std::vector<uint8_t> data(1 + random.Below(50000));
+        const bool smooth = i % 2 == 1;
+        for (size_t j = 0; j < data.size(); ++j)
+            data[j] = smooth ? static_cast<uint8_t>(j / 97 + (j % 3) * 40 + (random.Below(8) == 0))
+                             : random.Byte();
+        const std::vector<uint8_t> stream = test::TiffLzwEncode(data.data(), data.size());
+        const Result whole = Decode(stream, data.size());
+        ASSERT_EQ(whole.output, data) << i;
+        EXPECT_EQ(whole.consumed, stream.size()) << i;
+        DecodeInto(hash, stream, data.size());
+        DecodeInto(hash, stream, data.size() - random.Below(static_cast<uint32_t>(data.size())));
+        DecodeInto(hash, stream, data.size() + 1 + random.Below(100));
+    }
+    EXPECT_EQ(Hex(hash.Value()), "0x062168CF96B615B0");
 }
 }  // namespace

@@ -12,110 +12,11 @@
 #include "formats/Readers.h"
 #include "jpeg/YCbCr.h"
 #include "tests/support/TestSupport.h"
+#include "tests/support/TiffBuilder.h"
 
 namespace {
 
-// Field types.
-constexpr uint16_t kByte = 1, kShort = 3, kLong = 4;
-// Tags.
-constexpr uint16_t kWidth = 256, kLength = 257, kBitsPerSample = 258, kCompression = 259,
-                   kPhotometric = 262, kStripOffsets = 273, kSamplesPerPixel = 277,
-                   kRowsPerStrip = 278, kStripByteCounts = 279, kPlanar = 284, kPredictor = 317,
-                   kColorMap = 320;
-
-// Builds a TIFF file: the 8-byte header, then the data blocks in the order
-// they were added (so the first block starts at offset 8), then the
-// directories, each pointing at the next.
-class TiffBuilder {
-public:
-    explicit TiffBuilder(bool bigEndian = false) : bigEndian_(bigEndian) { directories_.emplace_back(); }
-
-    // Appends bytes to the data area; returns their offset in the file.
-    uint32_t Data(const std::vector<uint8_t>& bytes) {
-        const uint32_t at = 8 + static_cast<uint32_t>(data_.size());
-        data_.insert(data_.end(), bytes.begin(), bytes.end());
-        return at;
-    }
-    uint32_t Shorts(const std::vector<uint16_t>& values) {
-        std::vector<uint8_t> bytes;
-        for (uint16_t v : values) Put16(bytes, v);
-        return Data(bytes);
-    }
-    uint32_t Longs(const std::vector<uint32_t>& values) {
-        std::vector<uint8_t> bytes;
-        for (uint32_t v : values) Put32(bytes, v);
-        return Data(bytes);
-    }
-
-    // An entry whose value field holds one SHORT (type 3) or one LONG (any
-    // other type).
-    TiffBuilder& Entry(uint16_t tag, uint16_t type, uint32_t count, uint32_t value) {
-        std::vector<uint8_t> field;
-        if (type == kShort) {
-            Put16(field, static_cast<uint16_t>(value));
-            Put16(field, 0);
-        } else {
-            Put32(field, value);
-        }
-        return RawEntry(tag, type, count, field);
-    }
-    // An entry with two SHORTs in its value field.
-    TiffBuilder& TwoShorts(uint16_t tag, uint32_t count, uint16_t first, uint16_t second) {
-        std::vector<uint8_t> field;
-        Put16(field, first);
-        Put16(field, second);
-        return RawEntry(tag, kShort, count, field);
-    }
-    TiffBuilder& RawEntry(uint16_t tag, uint16_t type, uint32_t count, std::vector<uint8_t> field) {
-        std::vector<uint8_t> entry;
-        Put16(entry, tag);
-        Put16(entry, type);
-        Put32(entry, count);
-        entry.insert(entry.end(), field.begin(), field.end());
-        directories_.back().push_back(entry);
-        return *this;
-    }
-    // The entries that follow go into a further directory (a second page).
-    TiffBuilder& NextDirectory() {
-        directories_.emplace_back();
-        return *this;
-    }
-
-    std::vector<uint8_t> Build() const {
-        std::vector<uint8_t> file;
-        file.push_back(bigEndian_ ? 'M' : 'I');
-        file.push_back(bigEndian_ ? 'M' : 'I');
-        Put16(file, 42);
-        Put32(file, static_cast<uint32_t>(8 + data_.size()));
-        file.insert(file.end(), data_.begin(), data_.end());
-        for (size_t d = 0; d < directories_.size(); ++d) {
-            Put16(file, static_cast<uint16_t>(directories_[d].size()));
-            for (const auto& entry : directories_[d]) file.insert(file.end(), entry.begin(), entry.end());
-            const bool last = d + 1 == directories_.size();
-            Put32(file, last ? 0 : static_cast<uint32_t>(file.size() + 4));
-        }
-        return file;
-    }
-
-private:
-    void Put16(std::vector<uint8_t>& out, uint16_t v) const {
-        if (bigEndian_) out.insert(out.end(), {uint8_t(v >> 8), uint8_t(v)});
-        else out.insert(out.end(), {uint8_t(v), uint8_t(v >> 8)});
-    }
-    void Put32(std::vector<uint8_t>& out, uint32_t v) const {
-        if (bigEndian_) {
-            Put16(out, static_cast<uint16_t>(v >> 16));
-            Put16(out, static_cast<uint16_t>(v));
-        } else {
-            Put16(out, static_cast<uint16_t>(v));
-            Put16(out, static_cast<uint16_t>(v >> 16));
-        }
-    }
-
-    bool bigEndian_;
-    std::vector<uint8_t> data_;
-    std::vector<std::vector<std::vector<uint8_t>>> directories_;
-};
+using namespace test::tiff;
 
 // A TIFF LZW stream of 9-bit codes (short enough that the width never
 // grows): clear, the bytes as literals, end.
@@ -340,6 +241,22 @@ TEST(TiffReader, EntriesWithCountsOrTypesNotAcceptedAreBadTags) {
     ExpectEntryRefused(OpenWithExtra(kStripByteCounts, 5, 1, 2), "Bad TIFF Tag");
     ExpectEntryRefused(OpenWithExtra(kPlanar, kShort, 2, 1), "Bad TIFF Tag");
     ExpectEntryRefused(OpenWithExtra(kColorMap, kLong, 768, 8), "Bad TIFF Tag");
+}
+
+TEST(TiffReader, TheFuzzFoundHugeWidthBeforeABadTagIsRefused) {
+    // Width 1728053264, then an entry that is not accepted: the file is
+    // refused, and the width it leaves behind gives no stride that wraps.
+    const std::vector<uint8_t> file = test::ReadFile(
+        std::string(VANTIREL_SOURCE_DIR) + "/tests/data/fuzz/tiff-bad-tag-after-huge-width.tif");
+    ASSERT_FALSE(file.empty());
+    const std::string path = test::WriteTempFile("regression.tif", file);
+    ClearError();
+    ImageImpFile imp(path.c_str(), nullptr, false);
+    EXPECT_FALSE(imp.ready);
+    EXPECT_EQ(imp.width, 1728053264);
+    EXPECT_EQ(imp.stride, INT32_MAX);
+    EXPECT_STREQ(g_errorPlace, "tif_ReadIFD");
+    EXPECT_STREQ(g_errorText, "Bad TIFF Tag");
 }
 
 TEST(TiffReader, PredictorTypeAndCountAreNotChecked) {
@@ -819,6 +736,40 @@ TEST(TiffReader, ProgressMovesAfterEveryEighthStrip) {
     ASSERT_TRUE(l.ready) << l.text;
     EXPECT_EQ(l.progress, (std::vector<std::string>{"@43", "@93", "@100"}));
     for (int i = 0; i < 17; ++i) EXPECT_EQ(l.Row(i, 1), (Bytes{static_cast<uint8_t>(i)}));
+}
+
+TEST(TiffReader, AnUncompressedColourStripCutShortSwapsItsLastPixelWhole) {
+    // One strip of two rows of four RGB pixels whose (SHORT, unchecked)
+    // offset leaves only the file's last 10 or 11 bytes for it: three whole
+    // pixels, then a pixel of one or two bytes and zeros. Red and blue are
+    // swapped in every pixel as after a plain copy, the partial one too.
+    for (uint16_t cut : {10, 11}) {
+        for (int extraStride : {0, 4}) {
+            const auto build = [](uint16_t offset) {
+                TiffBuilder tiff;
+                tiff.Entry(kWidth, kShort, 1, 4).Entry(kLength, kShort, 1, 2)
+                    .Entry(kBitsPerSample, kShort, 1, 8).Entry(kSamplesPerPixel, kShort, 1, 3)
+                    .Entry(kPhotometric, kShort, 1, 2).Entry(kStripOffsets, kShort, 1, offset);
+                return tiff.Build();
+            };
+            const Bytes file = build(static_cast<uint16_t>(build(0).size() - cut));
+            const Loaded l = Open(file, extraStride ? 12 + extraStride : 0);
+            ASSERT_TRUE(l.ready) << l.text;
+            Bytes strip(file.end() - cut, file.end());
+            strip.resize(24, 0);
+            Bytes expected(24);
+            for (int p = 0; p < 8; ++p) {
+                expected[3 * p] = strip[3 * p + 2];
+                expected[3 * p + 1] = strip[3 * p + 1];
+                expected[3 * p + 2] = strip[3 * p];
+            }
+            EXPECT_EQ(l.Row(0, 12), Bytes(expected.begin(), expected.begin() + 12)) << cut;
+            EXPECT_EQ(l.Row(1, 12), Bytes(expected.begin() + 12, expected.end())) << cut;
+            // The partial pixel: its one or two bytes at the far end.
+            EXPECT_EQ(l.Row(0, 12)[9], 0);
+            EXPECT_EQ(l.Row(0, 12)[11], file[file.size() - cut + 9]);
+        }
+    }
 }
 
 TEST(TiffReader, StripsPastTheEndOfTheFileLeaveTheirRowsEmpty) {

@@ -1,0 +1,269 @@
+// Every byte of the destination's pixel block after a decode, padding
+// columns and rows included, for each sampling layout the pipeline knows,
+// each option set and each road a picture takes: the full decode through
+// Load (converted to blue, green, red in the visible part only), the row
+// loader alone (YCbCr as decoded), the thumbnail road through an
+// intermediate picture (decoded, resampled, then converted) and the
+// one-eighth decode. The pictures are built from pseudo-random blocks so
+// that the transforms, the clamps and both upsamplers see every kind of
+// value; each result is pinned by its FNV-1a sum.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "tests/unit/JpegBuilder.h"
+#include "tests/unit/JpegTestSupport.h"
+
+using namespace jpegtest;
+
+namespace {
+
+class JpegPixelBlock : public JpegSettings {};
+
+struct Layout {
+    const char* name;
+    int width, height;
+    std::vector<FrameComponent> components;
+    std::vector<uint8_t> scanOrder;  // component identifiers as the scan names them
+    int restartInterval;
+};
+
+// A small linear congruential generator: the same pictures on every
+// platform.
+class Random {
+public:
+    explicit Random(uint32_t seed) : state_(seed) {}
+    int Below(int n) {
+        state_ = state_ * 1664525u + 1013904223u;
+        return static_cast<int>((state_ >> 8) % static_cast<uint32_t>(n));
+    }
+    int Between(int low, int high) { return low + Below(high - low + 1); }
+
+private:
+    uint32_t state_;
+};
+
+// The file: quantisation table 0 of 3s (so DC values reach past both ends of
+// the sample range), the standard Huffman tables, the scan in the layout's
+// order and, every restartInterval MCUs, a restart marker.
+Bytes BuildPicture(const Layout& layout, uint32_t seed) {
+    Bytes out = Soi();
+    Append(&out, Dqt(0, 3));
+    Append(&out, Sof(0xC0, layout.width, layout.height, layout.components));
+    Append(&out, Dht(0, 0, StandardDc()));
+    Append(&out, Dht(1, 0, StandardAc()));
+    if (layout.restartInterval) Append(&out, Dri(layout.restartInterval));
+    Append(&out, Sos(layout.scanOrder));
+
+    int hMax = 1, vMax = 1;
+    for (const FrameComponent& c : layout.components) {
+        hMax = std::max(hMax, c.h);
+        vMax = std::max(vMax, c.v);
+    }
+    const bool interleaved = layout.scanOrder.size() > 1;
+    const int mcuWidth = interleaved ? 8 * hMax : 8, mcuHeight = interleaved ? 8 * vMax : 8;
+    const int mcus =
+        ((layout.width + mcuWidth - 1) / mcuWidth) * ((layout.height + mcuHeight - 1) / mcuHeight);
+    const Codes dc(StandardDc()), ac(StandardAc());
+    Random random(seed);
+    BitWriter scan;
+    std::vector<int> predictor(layout.scanOrder.size(), 0);
+    for (int m = 0; m < mcus; ++m) {
+        if (layout.restartInterval && m > 0 && m % layout.restartInterval == 0) {
+            scan.Flush();
+            const int n = (m / layout.restartInterval - 1) & 7;
+            scan.Raw({0xFF, static_cast<uint8_t>(0xD0 + n)});
+            for (int& p : predictor) p = 0;
+        }
+        for (size_t s = 0; s < layout.scanOrder.size(); ++s) {
+            int blocks = 1;
+            for (const FrameComponent& c : layout.components)
+                if (c.id == layout.scanOrder[s] && interleaved) blocks = c.h * c.v;
+            for (int b = 0; b < blocks; ++b) {
+                // DC walks towards a random level well past both clamps;
+                // about a third of the blocks are flat, some carry terms up
+                // to the last zig-zag position.
+                const int target = random.Between(-420, 420);
+                const int dcValue = predictor[s] + (target - predictor[s]) / 2;
+                std::vector<std::pair<int, int>> terms;
+                const int kind = random.Below(3);
+                if (kind > 0) {
+                    const int count = kind == 1 ? random.Between(1, 4) : random.Between(5, 14);
+                    int k = 0;
+                    for (int t = 0; t < count && k < 63; ++t) {
+                        k += random.Between(1, kind == 1 ? 4 : 9);
+                        if (k > 63) k = 63;
+                        int value = random.Between(1, k < 10 ? 90 : 25);
+                        if (random.Below(2)) value = -value;
+                        terms.push_back({k, value});
+                    }
+                }
+                EncodeBlock(&scan, dc, ac, dcValue - predictor[s], terms);
+                predictor[s] = dcValue;
+            }
+        }
+    }
+    scan.Flush();
+    return Picture(out, scan);
+}
+
+const Layout kLayouts[] = {
+    {"420", 61, 45, {{1, 2, 2, 0}, {2, 1, 1, 0}, {3, 1, 1, 0}}, {1, 2, 3}, 0},
+    {"420-restarts-cr-first", 64, 32, {{1, 2, 2, 0}, {2, 1, 1, 0}, {3, 1, 1, 0}}, {3, 1, 2}, 3},
+    {"420-one-row", 203, 7, {{1, 2, 2, 0}, {2, 1, 1, 0}, {3, 1, 1, 0}}, {1, 2, 3}, 0},
+    {"420-one-pixel", 1, 1, {{1, 2, 2, 0}, {2, 1, 1, 0}, {3, 1, 1, 0}}, {1, 2, 3}, 0},
+    {"422", 37, 19, {{1, 2, 1, 0}, {2, 1, 1, 0}, {3, 1, 1, 0}}, {1, 2, 3}, 0},
+    {"440", 23, 41, {{1, 1, 2, 0}, {2, 1, 1, 0}, {3, 1, 1, 0}}, {1, 2, 3}, 0},
+    {"444-restarts", 29, 13, {{1, 1, 1, 0}, {2, 1, 1, 0}, {3, 1, 1, 0}}, {1, 2, 3}, 2},
+    {"grey", 27, 11, {{1, 1, 1, 0}}, {1}, 0},
+    {"luma-subsampled", 19, 21, {{1, 1, 1, 0}, {2, 2, 2, 0}, {3, 2, 2, 0}}, {1, 2, 3}, 0},
+    {"chroma-differ", 33, 17, {{1, 2, 2, 0}, {2, 1, 2, 0}, {3, 1, 1, 0}}, {1, 2, 3}, 0},
+    {"cb-full-cr-420", 25, 25, {{1, 2, 2, 0}, {2, 2, 2, 0}, {3, 1, 1, 0}}, {1, 2, 3}, 0},
+    {"chroma-vertical-only", 35, 30, {{1, 2, 2, 0}, {2, 2, 1, 0}, {3, 2, 1, 0}}, {1, 2, 3}, 1},
+    {"411", 35, 9, {{1, 4, 1, 0}, {2, 1, 1, 0}, {3, 1, 1, 0}}, {1, 2, 3}, 0},
+    {"three-by-one", 50, 9, {{1, 3, 1, 0}, {2, 1, 1, 0}, {3, 1, 1, 0}}, {1, 2, 3}, 0},
+    {"one-by-four", 17, 40, {{1, 1, 4, 0}, {2, 1, 1, 0}, {3, 1, 1, 0}}, {1, 2, 3}, 0},
+};
+
+enum Road { kLoad, kRowLoader, kThumbnail, kOneEighth, kRoads };
+
+// FNV-1a over the whole pixel block.
+uint32_t BlockChecksum(const Image& image) {
+    uint32_t hash = 2166136261u;
+    for (size_t i = 0; i < image.PixelBytes(); ++i) hash = (hash ^ image.pixels[i]) * 16777619u;
+    return hash;
+}
+
+// One road with the current settings; 0 when the road is not offered.
+uint32_t Decode(const Bytes& bytes, Road road, std::string* failure) {
+    const std::string path = test::WriteTempFile("block.jpg", bytes);
+    ImageImpFile imp(path.c_str(), nullptr, false);
+    if (!imp.ready) {
+        *failure = std::string("not identified: ") + g_errorText;
+        return 0;
+    }
+    std::unique_ptr<Image> image;
+    bool ok = false;
+    switch (road) {
+        case kLoad:
+            image.reset(
+                new Image(imp.width, imp.height, imp.stride, imp.rows, imp.palette, imp.depth));
+            ok = Load(&imp, image.get(), nullptr, false);
+            break;
+        case kRowLoader:
+            image.reset(
+                new Image(imp.width, imp.height, imp.stride, imp.rows, imp.palette, imp.depth));
+            ok = imp.rowLoader(&imp, image.get(), nullptr);
+            break;
+        case kThumbnail:
+            // 13 x 11 pixels of 24 bits, with a row of slack after each.
+            image.reset(new Image(13, 11, 13 * 3 + 5, 11, nullptr, 24));
+            ok = Load(&imp, image.get(), nullptr, true);
+            break;
+        case kOneEighth:
+            if (imp.rowLoader2 == imp.rowLoader) return 0;
+            image.reset(
+                new Image(imp.width2, imp.height2, imp.stride2, imp.rows2, imp.palette, imp.depth));
+            ok = imp.rowLoader2(&imp, image.get(), nullptr);
+            break;
+        default:
+            break;
+    }
+    if (!ok) *failure = std::string(g_errorPlace) + ": " + g_errorText;
+    return BlockChecksum(*image);
+}
+
+// Per layout: for each option set (accurate+smooth, accurate+fast
+// upsampling, fast DCT+smooth, fast DCT+fast upsampling) the sums of the
+// four roads.
+struct Pinned {
+    const char* layout;
+    uint32_t sums[4][kRoads];
+};
+
+const Pinned kPinned[] = {
+#include "tests/unit/JpegPixelBlockSums.inc"
+};
+
+}  // namespace
+
+TEST_F(JpegPixelBlock, EveryByteOfEveryLayoutIsPinnedPerRoadAndOptionSet) {
+    ASSERT_EQ(std::size(kPinned), std::size(kLayouts));
+    std::string actual;
+    bool allMatch = true;
+    for (size_t l = 0; l < std::size(kLayouts); ++l) {
+        const Layout& layout = kLayouts[l];
+        const Bytes bytes = BuildPicture(layout, 1000u + static_cast<uint32_t>(l));
+        char line[256];
+        std::snprintf(line, sizeof line, "{\"%s\",\n {", layout.name);
+        actual += line;
+        for (int option = 0; option < 4; ++option) {
+            g_settings->jpeg.bFastDCT = (option >> 1) & 1;
+            g_settings->jpeg.bFastUnsubsample = option & 1;
+            actual += option ? ",\n  {" : "{";
+            for (int road = 0; road < kRoads; ++road) {
+                // The thumbnail road decodes the full picture into the
+                // intermediate one; the one-eighth road is offered for
+                // every picture.
+                g_settings->idx.iIconX = road == kOneEighth ? 1 : 10000;
+                g_settings->idx.iIconY = road == kOneEighth ? 1 : 10000;
+                std::string failure;
+                const uint32_t sum = Decode(bytes, static_cast<Road>(road), &failure);
+                EXPECT_EQ(failure, "") << layout.name << " option " << option << " road " << road;
+                std::snprintf(line, sizeof line, "%s%uu", road ? ", " : "", sum);
+                actual += line;
+                if (l < std::size(kPinned) && sum != kPinned[l].sums[option][road]) {
+                    allMatch = false;
+                    ADD_FAILURE() << layout.name << " option " << option << " road " << road << ": "
+                                  << sum << ", pinned " << kPinned[l].sums[option][road];
+                }
+                EXPECT_STREQ(kPinned[l].layout, layout.name);
+            }
+            actual += "}";
+        }
+        actual += "}},\n";
+    }
+    if (!allMatch) std::printf("Sums as decoded now:\n%s", actual.c_str());
+}
+
+namespace {
+// Real files through Load, whole pixel block, per option set.
+struct PinnedFile {
+    const char* file;
+    uint32_t sums[4];
+};
+
+const PinnedFile kPinnedFiles[] = {
+#include "tests/unit/JpegPixelBlockFileSums.inc"
+};
+}  // namespace
+
+TEST_F(JpegPixelBlock, RealFilesKeepEveryByteOfTheirPixelBlock) {
+    if (!test::CorpusAvailable()) GTEST_SKIP() << "corpus not available";
+    g_settings->idx.iIconX = 10000;
+    g_settings->idx.iIconY = 10000;
+    std::string actual;
+    bool allMatch = true;
+    for (const PinnedFile& pinned : kPinnedFiles) {
+        const Bytes bytes = test::ReadFile(test::CorpusPath(std::string("jpeg/") + pinned.file));
+        ASSERT_FALSE(bytes.empty()) << pinned.file;
+        actual += std::string("{\"") + pinned.file + "\", {";
+        for (int option = 0; option < 4; ++option) {
+            g_settings->jpeg.bFastDCT = (option >> 1) & 1;
+            g_settings->jpeg.bFastUnsubsample = option & 1;
+            std::string failure;
+            const uint32_t sum = Decode(bytes, kLoad, &failure);
+            EXPECT_EQ(failure, "") << pinned.file << " option " << option;
+            actual += (option ? ", " : "") + std::to_string(sum) + "u";
+            if (sum != pinned.sums[option]) {
+                allMatch = false;
+                ADD_FAILURE() << pinned.file << " option " << option << ": " << sum << ", pinned "
+                              << pinned.sums[option];
+            }
+        }
+        actual += "}},\n";
+    }
+    if (!allMatch) std::printf("Sums as decoded now:\n%s", actual.c_str());
+}

@@ -418,3 +418,59 @@ TEST(JpegIdct, TheAccurateTransformGivesTheBytesOfThePlainIntegerProcedure) {
 TEST(JpegIdct, TheFastTransformGivesTheBytesOfThePlainIntegerProcedure) {
     ExpectSameAsReference(jpeg::IdctFast, ReferenceFast);
 }
+
+namespace {
+// Blocks around the limits of the 16-bit vector transform: dequantised
+// coefficients of about 16383 in magnitude (inside and just outside what it
+// takes), DC terms that make the values between the passes about 16383,
+// and dense blocks of large but ordinary values.
+RandomBlock MakeEdgeBlock(std::mt19937* random, int kind) {
+    RandomBlock b;
+    auto next = [random](uint32_t n) { return static_cast<int32_t>((*random)() % n); };
+    auto sign = [&next](int32_t v) { return next(2) ? v : -v; };
+    for (int32_t& m : b.table) m = kind == 2 ? 1 + next(8) : 1;
+    b.lastIndex = 63;
+    if (kind == 0) {
+        // One or two terms of 16383 +- 3 (times a multiplier of 1, or a
+        // multiplier that brings an ordinary coefficient there).
+        for (int n = 0; n < 1 + next(2); ++n) {
+            const int k = next(64);
+            const int32_t target = 16380 + next(7);
+            if (next(2)) {
+                b.table[k] = target / 7;
+                b.coefficients[k] = sign(7);
+            } else {
+                b.coefficients[k] = sign(target);
+            }
+        }
+    } else if (kind == 1) {
+        // The DC term alone puts DC * 4 at 16383 +- 4 between the passes.
+        b.coefficients[0] = sign(4094 + next(3));
+        if (next(2)) b.coefficients[8 * next(8) + next(8)] += sign(1 + next(3));
+    } else {
+        for (int32_t& c : b.coefficients) c = next(3) == 0 ? sign(next(2000)) : 0;
+    }
+    return b;
+}
+}  // namespace
+
+TEST(JpegIdct, BlocksAtTheEdgeOfSixteenBitsGiveTheBytesOfThePlainIntegerProcedure) {
+    std::mt19937 random(23);
+    for (int round = 0; round < 30000; ++round) {
+        const RandomBlock b = MakeEdgeBlock(&random, round % 3);
+        uint8_t expected[64];
+        ReferenceAccurate(b.coefficients, b.table, expected);
+        for (ptrdiff_t columnStep : {1, 3}) {
+            const ptrdiff_t rowStep = 8 * columnStep + 3;
+            std::vector<uint8_t> out(static_cast<size_t>(8 * rowStep), 0xEE);
+            int32_t copy[64];
+            std::memcpy(copy, b.coefficients, sizeof copy);
+            jpeg::IdctAccurate(out.data(), copy, b.table, rowStep, columnStep, b.lastIndex);
+            for (int y = 0; y < 8; ++y)
+                for (int x = 0; x < 8; ++x)
+                    ASSERT_EQ(out[static_cast<size_t>(y * rowStep + x * columnStep)],
+                              expected[8 * y + x])
+                        << "round " << round << " step " << columnStep << " at " << x << "," << y;
+        }
+    }
+}

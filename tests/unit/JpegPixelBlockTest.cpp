@@ -10,9 +10,11 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <vector>
 
+#include "jpeg/YCbCr.h"
 #include "tests/unit/JpegBuilder.h"
 #include "tests/unit/JpegTestSupport.h"
 
@@ -125,6 +127,16 @@ const Layout kLayouts[] = {
     {"411", 35, 9, {{1, 4, 1, 0}, {2, 1, 1, 0}, {3, 1, 1, 0}}, {1, 2, 3}, 0},
     {"three-by-one", 50, 9, {{1, 3, 1, 0}, {2, 1, 1, 0}, {3, 1, 1, 0}}, {1, 2, 3}, 0},
     {"one-by-four", 17, 40, {{1, 1, 4, 0}, {2, 1, 1, 0}, {3, 1, 1, 0}}, {1, 2, 3}, 0},
+    {"420-many-bands", 150, 130, {{1, 2, 2, 0}, {2, 1, 1, 0}, {3, 1, 1, 0}}, {1, 2, 3}, 5},
+    {"420-odd", 17, 17, {{1, 2, 2, 0}, {2, 1, 1, 0}, {3, 1, 1, 0}}, {2, 3, 1}, 0},
+    {"luma-1x4-chroma-1x2", 20, 70, {{1, 1, 4, 0}, {2, 1, 2, 0}, {3, 1, 2, 0}}, {1, 2, 3}, 0},
+    {"luma-4x1-chroma-2x1", 70, 20, {{1, 4, 1, 0}, {2, 2, 1, 0}, {3, 2, 1, 0}}, {1, 2, 3}, 0},
+    {"444-scan-y-cr-cb", 40, 24, {{1, 1, 1, 0}, {2, 1, 1, 0}, {3, 1, 1, 0}}, {1, 3, 2}, 0},
+    {"444-wide", 333, 9, {{1, 1, 1, 0}, {2, 1, 1, 0}, {3, 1, 1, 0}}, {1, 2, 3}, 0},
+    {"422-tall-restarts", 45, 100, {{1, 2, 1, 0}, {2, 1, 1, 0}, {3, 1, 1, 0}}, {1, 2, 3}, 7},
+    {"440-wide", 150, 33, {{1, 1, 2, 0}, {2, 1, 1, 0}, {3, 1, 1, 0}}, {1, 2, 3}, 0},
+    {"420-cb-named-twice", 24, 24, {{1, 2, 2, 0}, {2, 1, 1, 0}, {3, 1, 1, 0}}, {1, 2, 2}, 0},
+    {"grey-wide", 301, 19, {{1, 1, 1, 0}}, {1}, 3},
 };
 
 enum Road { kLoad, kRowLoader, kThumbnail, kOneEighth, kRoads };
@@ -266,4 +278,95 @@ TEST_F(JpegPixelBlock, RealFilesKeepEveryByteOfTheirPixelBlock) {
         actual += "}},\n";
     }
     if (!allMatch) std::printf("Sums as decoded now:\n%s", actual.c_str());
+}
+
+namespace {
+// A 4:4:4 file whose probe and loader see different frames: a DHT segment
+// (for a table the scan does not use) declares a length that ends where its
+// symbols begin, and the symbols spell a 24x16 frame header. The probe,
+// which steps over segments by their lengths, finds that one and announces
+// 24x16; the loader reads the DHT's symbols as symbols and decodes the 8x8
+// frame that follows.
+Bytes TwoFramesFile() {
+    Bytes out = Soi();
+    Append(&out, Dqt(0, 2));
+    const Bytes hiddenFrame = {0xFF, 0xC0, 0x00, 0x11, 0x08, 0x00, 0x10, 0x00, 0x18, 0x03,
+                               0x01, 0x11, 0x00, 0x02, 0x11, 0x00, 0x03, 0x11, 0x00};
+    Bytes dht = {0xFF, 0xC4, 0x00, 2 + 1 + 16, 0x01};  // DC table 1
+    for (int l = 1; l <= 16; ++l)
+        dht.push_back(l == 8 ? static_cast<uint8_t>(hiddenFrame.size()) : 0);
+    Append(&dht, hiddenFrame);
+    Append(&out, dht);
+    Append(&out, Sof(0xC0, 8, 8, {{1, 1, 1, 0}, {2, 1, 1, 0}, {3, 1, 1, 0}}));
+    Append(&out, Dht(0, 0, StandardDc()));
+    Append(&out, Dht(1, 0, StandardAc()));
+    Append(&out, Sos({1, 2, 3}));
+    const Codes dc(StandardDc()), ac(StandardAc());
+    BitWriter scan;
+    EncodeBlock(&scan, dc, ac, 40, {{1, 30}, {8, -20}});  // Y
+    EncodeBlock(&scan, dc, ac, -64, {{2, 12}});           // Cb
+    EncodeBlock(&scan, dc, ac, 90);                       // Cr
+    scan.Flush();
+    return Picture(out, scan);
+}
+}  // namespace
+
+TEST_F(JpegPixelBlock, PixelsOutsideASmallerDecodedFrameAreConvertedAsLoadConvertsThem) {
+    const Bytes bytes = TwoFramesFile();
+    const std::string path = test::WriteTempFile("twoframes.jpg", bytes);
+    ImageImpFile imp(path.c_str(), nullptr, false);
+    ASSERT_TRUE(imp.ready) << g_errorText;
+    ASSERT_EQ(imp.width, 24);
+    ASSERT_EQ(imp.height, 16);
+    Image loaded(imp.width, imp.height, imp.stride, imp.rows, imp.palette, imp.depth);
+    ASSERT_TRUE(Load(&imp, &loaded, nullptr, false)) << g_errorText;
+    // Outside the 8x8 frame the pixels were never written: (0, 0, 0)
+    // converts to red 0 (0 - 178), green 135, blue 0 (0 - 225).
+    for (const auto& at : {std::pair<int, int>{8, 0}, {23, 15}, {0, 8}, {12, 10}}) {
+        const uint8_t* pixel = loaded.Row(at.second) + 3 * at.first;
+        EXPECT_EQ(pixel[0], 0) << at.first << "," << at.second;
+        EXPECT_EQ(pixel[1], 135) << at.first << "," << at.second;
+        EXPECT_EQ(pixel[2], 0) << at.first << "," << at.second;
+    }
+    // Inside it, the decoded pixels converted: the same as decoding
+    // without conversion and converting all 24x16 afterwards.
+    Image decoded(imp.width, imp.height, imp.stride, imp.rows, imp.palette, imp.depth);
+    ASSERT_TRUE(imp.rowLoader(&imp, &decoded, nullptr)) << g_errorText;
+    EXPECT_NE(decoded.Row(3)[3 * 5], 0);
+    jpegConvertYCbCr(decoded.pixels, decoded.stride, decoded.width, decoded.height);
+    ASSERT_EQ(loaded.PixelBytes(), decoded.PixelBytes());
+    EXPECT_EQ(0, std::memcmp(loaded.pixels, decoded.pixels, loaded.PixelBytes()));
+    EXPECT_EQ(BlockChecksum(loaded), 1101089249u);
+}
+
+TEST_F(JpegPixelBlock, AColourDecodeThatFailsStillLeavesTheVisiblePixelsConverted) {
+    // Component 3 names quantisation table 4: DCTOpen refuses the decode
+    // before any block is written, and Load converts what the destination
+    // held, as it always has.
+    Bytes bytes = Soi();
+    Append(&bytes, Dqt(0, 1));
+    Append(&bytes, Sof(0xC0, 13, 9, {{1, 2, 2, 0}, {2, 1, 1, 0}, {3, 1, 1, 4}}));
+    Append(&bytes, Dht(0, 0, StandardDc()));
+    Append(&bytes, Dht(1, 0, StandardAc()));
+    Append(&bytes, Sos({1, 2, 3}));
+    BitWriter scan;
+    scan.Flush();
+    bytes = Picture(bytes, scan);
+    const std::string path = test::WriteTempFile("badtable.jpg", bytes);
+    ImageImpFile imp(path.c_str(), nullptr, false);
+    ASSERT_TRUE(imp.ready) << g_errorText;
+    Image image(imp.width, imp.height, imp.stride, imp.rows, imp.palette, imp.depth);
+    std::memset(image.pixels, 128, image.PixelBytes());
+    EXPECT_FALSE(Load(&imp, &image, nullptr, false));
+    EXPECT_STREQ(g_errorPlace, "DCTOpen");
+    EXPECT_STREQ(g_errorText, "Invalid quantization table no");
+    for (int y = 0; y < image.height + 1; ++y) {
+        for (int x = 0; x < image.stride / 3; ++x) {
+            const uint8_t* pixel = image.Row(y) + 3 * x;
+            const bool visible = x < 13 && y < 9;
+            EXPECT_EQ(pixel[0], visible ? 129 : 128) << x << "," << y;
+            EXPECT_EQ(pixel[1], visible ? 127 : 128) << x << "," << y;
+            EXPECT_EQ(pixel[2], visible ? 129 : 128) << x << "," << y;
+        }
+    }
 }

@@ -4,10 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
-
+#include "jpeg/Simd.h"
 #include "jpeg/YCbCr.h"
 
 namespace jpeg {
@@ -25,7 +22,7 @@ void SmoothHorizontal(const uint8_t* __restrict s, int samples, uint8_t* __restr
     out[0] = s[0];
     out[1] = static_cast<uint8_t>((3 * s[0] + s[1] + 1) >> 2);
     int i = 1;
-#if defined(__SSE2__)
+#ifdef VANTIREL_SSE2
     // Sixteen samples at a time while the one after them is in the row.
     const __m128i zero = _mm_setzero_si128(), one = _mm_set1_epi16(1), two = _mm_set1_epi16(2);
     for (; i + 17 <= samples; i += 16) {

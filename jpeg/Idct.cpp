@@ -3,13 +3,10 @@
 #include <cstdlib>
 #include <cstring>
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
-
 #include "color/RangeLimit.h"
 #include "core/Error.h"
 #include "jpeg/IdctSse2.h"
+#include "jpeg/Simd.h"
 #include "jpeg/ZigZag.h"
 
 // Products and sums here can exceed 32 bits only for corrupt coefficients;
@@ -70,7 +67,7 @@ template <int kStep>
 VANTIREL_LANES_INLINE void StoreRows(uint8_t* dest, ptrdiff_t rowStep, ptrdiff_t stepGiven,
                                      const Lanes (&columns)[8]) {
     const ptrdiff_t columnStep = kStep ? kStep : stepGiven;
-#if defined(__SSE2__)
+#ifdef VANTIREL_SSE2
     // The limiter's lookup done arithmetically: its ten index bits are a
     // signed value from -512 to 511 (512..1023 being -512..-1); the level
     // shift added, it clamps to 0..255, which is what the saturating packs
@@ -145,7 +142,7 @@ void IdctAccurateT(uint8_t* dest, int32_t* in, const int32_t* q, ptrdiff_t rowSt
         FillBlock<kStep>(dest, limit[((dc + 16) >> 5) & 1023], rowStep, columnStep);
         return;
     }
-#if defined(__SSE2__)
+#ifdef VANTIREL_SSE2
     if (IdctAccurateSse2(dest, in, q, rowStep, columnStep)) return;
 #endif
     int32_t workspace[64];

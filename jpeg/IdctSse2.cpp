@@ -17,10 +17,7 @@
 // they need no special case here.
 #include "jpeg/IdctSse2.h"
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
-
-#include <cstring>
+#ifdef VANTIREL_SSE2
 
 namespace jpeg {
 namespace {

@@ -4,8 +4,10 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "jpeg/Simd.h"
+
 namespace jpeg {
-#if defined(__SSE2__)
+#ifdef VANTIREL_SSE2
 // Writes the 8x8 samples as the accurate transform does and returns true,
 // or writes nothing and returns false when a dequantised coefficient or a
 // value between the passes lies outside -16383..16383.

@@ -44,7 +44,7 @@ void jpegConvertYCbCr(uint8_t* pixels, int stride, int width, int height) {
 void jpegConvertYCbCrPlanes(const uint8_t* y, const uint8_t* cb, const uint8_t* cr, int count,
                             uint8_t* out) {
     int x = 0;
-#if defined(__SSE2__)
+#ifdef VANTIREL_SSE2
     x = jpeg::ConvertYCbCrPlanesSse2(y, cb, cr, count, out);
     out += 3 * x;
 #endif

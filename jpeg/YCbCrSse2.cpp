@@ -17,8 +17,7 @@
 // pack exactly as the range limiter does.
 #include "jpeg/YCbCrSse2.h"
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
+#ifdef VANTIREL_SSE2
 
 namespace jpeg {
 namespace {

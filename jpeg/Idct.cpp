@@ -265,7 +265,6 @@ namespace {
 // that is what makes this path cheaper).
 constexpr int32_t kF1_082392200 = 277, kF1_414213562 = 362, kF1_847759065 = 473,
                   kF2_613125930 = 669;
-inline int32_t Mul8(int32_t value, int32_t constant) { return (value * constant) >> 8; }
 VANTIREL_LANES_INLINE Lanes Mul8(Lanes value, int32_t constant) { return (value * constant) >> 8; }
 }  // namespace
 

@@ -277,6 +277,9 @@ void IdctFastT(uint8_t* dest, int32_t* in, const int32_t* q, ptrdiff_t rowStep, 
         FillBlock<kStep>(dest, limit[((in[0] * q[0]) >> 5) & 1023], rowStep, columnStep);
         return;
     }
+#ifdef VANTIREL_SSE2
+    if (IdctFastSse2(dest, in, q, rowStep, columnStep)) return;
+#endif
     int32_t workspace[64];
     // Pass 1: columns, four at a time; DC-only columns take the dequantised
     // DC through a lane mask. Stored transposed for pass 2.

@@ -1,5 +1,6 @@
-// The accurate transform in 16-bit vector lanes (SSE2), for blocks whose
-// values fit them; the 32-bit transform in Idct.cpp takes the others.
+// The accurate and the fast transform in 16-bit vector lanes (SSE2), for
+// blocks whose values fit them; the 32-bit transforms in Idct.cpp take the
+// others.
 #pragma once
 #include <cstddef>
 #include <cstdint>
@@ -13,5 +14,10 @@ namespace jpeg {
 // value between the passes lies outside -16383..16383.
 bool IdctAccurateSse2(uint8_t* dest, const int32_t* block, const int32_t* table, ptrdiff_t rowStep,
                       ptrdiff_t columnStep);
+// The same for the fast transform, which takes a block when a weighted sum
+// of the magnitudes of every column's dequantised coefficients, and of every
+// row's values between the passes, stays within 32000 (see IdctSse2.cpp).
+bool IdctFastSse2(uint8_t* dest, const int32_t* block, const int32_t* table, ptrdiff_t rowStep,
+                  ptrdiff_t columnStep);
 #endif
 }  // namespace jpeg

@@ -1,20 +1,22 @@
-// The accurate transform (and below, the fast one) in eight 16-bit lanes with SSE2's multiply-add
-// of 16-bit pairs into 32 bits, for the blocks whose values fit 16 bits, which is every block of
-// every real picture.
+// The transforms in eight 16-bit lanes with SSE2. The accurate one uses the
+// multiply-add of 16-bit pairs into 32 bits and takes the blocks whose
+// values fit 16 bits, which is every block of every real picture; the fast
+// one (further down) stays in 16 bits throughout and takes the blocks whose
+// values keep it there.
 //
-// Why the results are those of the 32-bit transform: the butterfly before
-// each descale is made of additions, subtractions and multiplications only,
-// so its 32-bit wrapping sums are the exact sums modulo 2^32, however they
-// are grouped. Here the products of each output are regrouped into pairs
+// Why the accurate results are those of the 32-bit transform: the butterfly
+// before each descale is made of additions, subtractions and multiplications
+// only, so its 32-bit wrapping sums are the exact sums modulo 2^32, however
+// they are grouped. Here the products of each output are regrouped into pairs
 // (a * c1 + b * c2) that one multiply-add computes exactly from 16-bit a and
-// b; the sums then wrap as the 32-bit ones do, so each descaled value is
-// bit for bit the same. What must hold is only that the multiplicands are
-// the 32-bit ones: the dequantised coefficients and the values between the
-// passes must fit 16 bits. Both are checked (with margin: magnitudes up to
-// 16383), and a block that fails either check is left to the 32-bit
-// transform. Within the checked range the shortcuts of the 32-bit transform
-// for columns and rows without AC terms give what the butterfly gives, so
-// they need no special case here.
+// b; the sums then wrap as the 32-bit ones do, so each descaled value is bit
+// for bit the same. What must hold is only that the multiplicands are the
+// 32-bit ones: the dequantised coefficients and the values between the passes
+// must fit 16 bits. Both are checked (with margin: magnitudes up to 16383),
+// and a block that fails either check is left to the 32-bit transform. Within
+// the checked range the shortcuts of the 32-bit transform for columns and
+// rows without AC terms give what the butterfly gives, so they need no
+// special case here.
 #include "jpeg/IdctSse2.h"
 
 #ifdef VANTIREL_SSE2

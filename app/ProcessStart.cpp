@@ -31,3 +31,9 @@ bool OpenInNewProcess(const char* path) {
     platform::Warning("Couldn't execute Vantirel.EXE");
     return false;
 }
+
+bool OpenSlideShowInNewProcess(const char* path) {
+    if (StartProcess(g_settings->programPath, path)) return true;
+    platform::Warning("Couldn't execute Vantirel.EXE");
+    return false;
+}

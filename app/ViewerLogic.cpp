@@ -87,45 +87,47 @@ std::string ViewerTitle(const char* fileName, bool showResolution, int width, in
     return title + " - Vantirel v3.0";
 }
 
+MenuItem MenuCommand(int command, const char* text, bool isDefault) {
+    MenuItem entry;
+    entry.command = command;
+    entry.text = text;
+    entry.isDefault = isDefault;
+    return entry;
+}
+
 std::vector<MenuItem> BuildViewerMenu(const MenuState& state) {
-    auto item = [](int command, const char* text, bool isDefault = false) {
-        MenuItem entry;
-        entry.command = command;
-        entry.text = text;
-        entry.isDefault = isDefault;
-        return entry;
-    };
     const MenuItem separator;
 
     std::vector<MenuItem> top;
-    top.push_back(item(kCmdSpawnNew, "Spawn new...", true));
-    top.push_back(item(kCmdLoadNew, "Load new..."));
+    top.push_back(MenuCommand(kCmdSpawnNew, "Spawn new...", true));
+    top.push_back(MenuCommand(kCmdLoadNew, "Load new..."));
     top.push_back(separator);
     if (state.maximised) {
-        top.push_back(item(kCmdRestoreWindow, "Restore window", true));
-        top.push_back(item(kCmdCloseWindow, "Close window", true));
+        top.push_back(MenuCommand(kCmdRestoreWindow, "Restore window", true));
+        top.push_back(MenuCommand(kCmdCloseWindow, "Close window", true));
         top.push_back(separator);
     }
-    MenuItem file = item(0, "File");
-    file.submenu.push_back(item(kCmdSaveAs, "Save as..."));
-    if (state.fileExists) file.submenu.push_back(item(kCmdDeleteFile, "Delete file..."));
-    file.submenu.push_back(item(kCmdCopyToClipboard, "Copy to clipboard"));
-    file.submenu.push_back(item(kCmdPrint, "Print image..."));
+    MenuItem file = MenuCommand(0, "File");
+    file.submenu.push_back(MenuCommand(kCmdSaveAs, "Save as..."));
+    if (state.fileExists) file.submenu.push_back(MenuCommand(kCmdDeleteFile, "Delete file..."));
+    file.submenu.push_back(MenuCommand(kCmdCopyToClipboard, "Copy to clipboard"));
+    file.submenu.push_back(MenuCommand(kCmdPrint, "Print image..."));
     top.push_back(file);
 
-    MenuItem view = item(0, "View");
+    MenuItem view = MenuCommand(0, "View");
     if (state.displayDiffersFromClient) {
-        view.submenu.push_back(item(kCmdSizeWindowToImage, "Size window to image"));
-        view.submenu.push_back(item(kCmdSizeImageToWindow, "Size image to window"));
+        view.submenu.push_back(MenuCommand(kCmdSizeWindowToImage, "Size window to image"));
+        view.submenu.push_back(MenuCommand(kCmdSizeImageToWindow, "Size image to window"));
     }
     if (state.displayDiffersFromPicture)
-        view.submenu.push_back(item(kCmdRestoreOriginalSize, "Restore original size"));
-    if (state.dibSections) view.submenu.push_back(item(kCmdWallpaper, "Use as desktop wallpaper"));
+        view.submenu.push_back(MenuCommand(kCmdRestoreOriginalSize, "Restore original size"));
+    if (state.dibSections)
+        view.submenu.push_back(MenuCommand(kCmdWallpaper, "Use as desktop wallpaper"));
     top.push_back(view);
 
-    top.push_back(item(kCmdProperties, "Properties"));
+    top.push_back(MenuCommand(kCmdProperties, "Properties"));
     top.push_back(separator);
-    top.push_back(item(kCmdHelp, "Help"));
+    top.push_back(MenuCommand(kCmdHelp, "Help"));
     return top;
 }
 

@@ -69,6 +69,9 @@ struct MenuState {
     bool maximised = false;
 };
 
+// A command item of a context menu.
+MenuItem MenuCommand(int command, const char* text, bool isDefault = false);
+
 // The context menu as the current state makes it.
 std::vector<MenuItem> BuildViewerMenu(const MenuState& state);
 

@@ -10,10 +10,10 @@
 #include "app/CommandLine.h"
 #include "app/FileDialogs.h"
 #include "app/ProcessStart.h"
-#include "app/Resource.h"
 #include "app/Seams.h"
 #include "app/SettingsStore.h"
 #include "app/ViewerLogic.h"
+#include "app/WindowClass.h"
 #include "color/ResampleBicubic.h"
 #include "core/Error.h"
 #include "core/Image.h"
@@ -543,27 +543,11 @@ LRESULT CALLBACK ViewerProc(HWND window, UINT message, WPARAM wParam, LPARAM lPa
     return DefWindowProcA(window, message, wParam, lParam);
 }
 
+// No class cursor: the window shows in which directions the picture pans.
 bool RegisterViewerClass(HINSTANCE instance) {
-    const UINT style = CS_DBLCLKS | CS_HREDRAW | CS_VREDRAW | CS_CLASSDC | CS_BYTEALIGNCLIENT;
-    WNDCLASSEXA extended = {};
-    extended.cbSize = sizeof extended;
-    extended.style = style;
-    extended.lpfnWndProc = ViewerProc;
-    extended.hInstance = instance;
-    extended.hIcon = static_cast<HICON>(
-        LoadImageA(instance, MAKEINTRESOURCEA(IDI_VANTIREL), IMAGE_ICON, 32, 32, 0));
-    extended.hIconSm = static_cast<HICON>(
-        LoadImageA(instance, MAKEINTRESOURCEA(IDI_VANTIREL_SMALL), IMAGE_ICON, 16, 16, 0));
-    extended.lpszClassName = kClassName;
-    if (RegisterClassExA(&extended)) return true;
-    // Platforms without the extended registration take the older one.
-    WNDCLASSA older = {};
-    older.style = style;
-    older.lpfnWndProc = ViewerProc;
-    older.hInstance = instance;
-    older.hIcon = extended.hIcon;
-    older.lpszClassName = kClassName;
-    return RegisterClassA(&older) != 0;
+    return RegisterProgramClass(
+        instance, kClassName, ViewerProc,
+        CS_DBLCLKS | CS_HREDRAW | CS_VREDRAW | CS_CLASSDC | CS_BYTEALIGNCLIENT, nullptr);
 }
 
 // What a slide show does with the viewer window it plays in.
@@ -602,9 +586,18 @@ public:
 
 }  // namespace
 
+namespace {
+bool g_indexProcess = false;
+}  // namespace
+
+void MarkIndexProcess() { g_indexProcess = true; }
+
 bool OpenInViewer(HWND window, const char* path, bool spawn) {
     (void)window;
     if (IsSlideShowPath(path)) {
+        // The index window has no viewer to play in: the show gets a process
+        // of its own, its path given as it stands.
+        if (g_indexProcess) return OpenSlideShowInNewProcess(path);
         ViewerSlideShowHost host;
         if (PlaySlideShow(path, &host)) return true;
         ShowErrorReport();

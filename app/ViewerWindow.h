@@ -18,5 +18,10 @@ void ViewerMain(HINSTANCE instance, const char* path);
 HMENU CreateViewerMenu(const std::vector<MenuItem>& items);
 
 // Opens a file into the viewer window, or with spawn set into a new viewer
-// process. True when the picture is shown (or the process started).
+// process. True when the picture is shown (or the process started). A slide
+// show plays in this window, or, in the index window's process, in a new
+// process.
 bool OpenInViewer(HWND window, const char* path, bool spawn);
+
+// Says that this process shows an index window, not a viewer.
+void MarkIndexProcess();

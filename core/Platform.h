@@ -3,6 +3,7 @@
 #pragma once
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 namespace platform {
 
@@ -20,6 +21,12 @@ MapStatus MapWholeFile(const char* path, Handle* file, Handle* mapping, const ui
 void UnmapView(const uint8_t* view, uint32_t size);
 void CloseMapping(Handle mapping);
 void CloseFile(Handle file);
+
+// Reads a whole existing file (opened for reading while others may read and
+// write it) into bytes: the file's length (low 32 bits) in bytes and one NUL
+// after them. False when it cannot be opened; a read that ends early keeps
+// what was read.
+bool ReadWholeFile(const char* path, std::vector<char>* bytes);
 
 // Creates (always replacing) a file for writing, not shared. 0 on failure.
 Handle CreateFileForWriting(const char* path);

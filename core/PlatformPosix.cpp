@@ -43,6 +43,25 @@ void CloseMapping(Handle) {}
 
 void CloseFile(Handle file) { ::close(Descriptor(file)); }
 
+bool ReadWholeFile(const char* path, std::vector<char>* bytes) {
+    const int fd = ::open(path, O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return false;
+    struct stat info;
+    const bool regular = ::fstat(fd, &info) == 0 && S_ISREG(info.st_mode);
+    const uint32_t size = regular ? static_cast<uint32_t>(static_cast<uint64_t>(info.st_size)) : 0;
+    bytes->assign(static_cast<size_t>(size) + 1, '\0');
+    size_t done = 0;
+    while (done < size) {
+        const ssize_t got = ::read(fd, bytes->data() + done, size - done);
+        if (got < 0 && errno == EINTR) continue;
+        if (got <= 0) break;
+        done += static_cast<size_t>(got);
+    }
+    bytes->resize(done + 1);
+    ::close(fd);
+    return true;
+}
+
 Handle CreateFileForWriting(const char* path) {
     const int fd = ::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
     return fd < 0 ? 0 : static_cast<Handle>(fd) + 1;

@@ -32,6 +32,24 @@ void CloseMapping(Handle mapping) { CloseHandle(AsHandle(mapping)); }
 
 void CloseFile(Handle file) { CloseHandle(AsHandle(file)); }
 
+bool ReadWholeFile(const char* path, std::vector<char>* bytes) {
+    HANDLE file = CreateFileA(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                              OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE) return false;
+    const DWORD size = GetFileSize(file, nullptr);
+    const DWORD length = size == INVALID_FILE_SIZE ? 0 : size;
+    bytes->assign(static_cast<size_t>(length) + 1, '\0');
+    DWORD done = 0;
+    while (done < length) {
+        DWORD got = 0;
+        if (!ReadFile(file, bytes->data() + done, length - done, &got, nullptr) || got == 0) break;
+        done += got;
+    }
+    bytes->resize(static_cast<size_t>(done) + 1);
+    CloseHandle(file);
+    return true;
+}
+
 Handle CreateFileForWriting(const char* path) {
     HANDLE h =
         CreateFileA(path, GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);

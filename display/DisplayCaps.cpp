@@ -3,8 +3,6 @@
 
 #include <windows.h>
 
-DisplayCaps g_display = {640, 480, 24, false, true, 8, 16};
-
 void RefreshDisplayCaps() {
     HDC screen = GetDC(nullptr);
     g_display.bitsPerPixel = GetDeviceCaps(screen, BITSPIXEL) * GetDeviceCaps(screen, PLANES);

@@ -1,19 +1,10 @@
-// What the screen can show, as the windows and display images need it: kept
-// by the application, filled at start-up and refreshed when the display mode
-// changes.
+// What the screen can show, as the windows and display images need it: the
+// program-wide record of core/DisplayCapabilities.h, filled at start-up and
+// refreshed when the display mode changes.
 #pragma once
+#include "core/DisplayCapabilities.h"
 
-struct DisplayCaps {
-    int width;           // screen width in pixels
-    int height;          // screen height in pixels
-    int bitsPerPixel;    // BITSPIXEL of the screen
-    bool paletteDevice;  // RASTERCAPS has RC_PALETTE
-    bool dibSections;    // false on Win32s, which has no DIB sections
-    int dialogBaseX;     // dialog base units
-    int dialogBaseY;
-};
-
-extern DisplayCaps g_display;
+using DisplayCaps = DisplayCapabilities;
 
 // Reads the screen's current values into g_display.
 void RefreshDisplayCaps();

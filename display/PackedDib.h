@@ -1,35 +1,14 @@
-// The packed device-independent bitmap the clipboard carries (CF_DIB): a
-// 40-byte info header, for palette pictures a colour table of all 256
-// entries, then the rows bottom-up, each padded to a multiple of 4 bytes.
-// Printing hands the same rows, top-down, to the printer. Portable so the
-// bytes are tested natively.
+// The packed device-independent bitmap the clipboard carries (CF_DIB): the
+// info header, for palette pictures the 256-entry colour table, then the
+// rows bottom-up (core/DibLayout.h). Portable so the bytes are tested
+// natively.
 #pragma once
 #include <cstdint>
 
-#include "core/Image.h"
+#include "core/DibLayout.h"
 
-constexpr int kDibHeaderBytes = 40;
-constexpr int kDibColourTableBytes = 1024;  // 256 entries of blue, green, red, 0
-
-// Palette pictures go out as 8 bits per pixel with the colour table,
-// everything else as 24 bits without.
-inline bool DibHasColourTable(const Image& image) { return image.palette != nullptr; }
-// width x (1 with a palette, 3 without), rounded up to a multiple of 4.
-uint64_t DibRowBytes(const Image& image);
 // 40, plus 1024 with a palette, plus height x row length.
 uint64_t PackedDibBytes(const Image& image);
-
-// The info header: size 40, width, the given height (positive for
-// bottom-up rows, negative for top-down), 1 plane, 8 or 24 bits, no
-// compression; image size, resolutions and colour counts 0.
-void WriteDibHeader(const Image& image, int32_t height, uint8_t* header);
-// The 256 palette entries as blue, green, red, 0.
-void WriteDibColourTable(const Image& image, uint8_t* table);
-// height rows of DibRowBytes each, the picture's last row first when
-// bottomUp. Each row is the row-length bytes found at the row's start in the
-// pixel block (so the padding repeats what follows the row there), cut off
-// where the block ends and filled up with zeros.
-void WriteDibRows(const Image& image, bool bottomUp, uint8_t* rows);
 // Header (bottom-up), colour table when there is a palette, rows: the whole
 // clipboard block of PackedDibBytes(image) bytes.
 void WritePackedDib(const Image& image, uint8_t* block);

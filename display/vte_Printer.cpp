@@ -4,10 +4,10 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "core/DibLayout.h"
 #include "core/Error.h"
 #include "core/Image.h"
 #include "core/Platform.h"
-#include "display/PackedDib.h"
 #include "display/PrintLayout.h"
 #include "display/ProgressDialog.h"
 

@@ -54,7 +54,8 @@ bool RunSlideShowBlock(SlideShowScript* script, SlideShowHost* host) {
         if (!token.empty() && token[0] == '{') {
             if (!RunSlideShowBlock(script, host)) return false;
         } else {
-            const bool known = token == "delay" || token == "display" || token == "loop" || token == "shell";
+            const bool known =
+                token == "delay" || token == "display" || token == "loop" || token == "shell";
             // A keyword directly followed by ";" does nothing at all.
             if (known && closed) continue;
             bool lastOpen = !closed;
@@ -69,8 +70,8 @@ bool RunSlideShowBlock(SlideShowScript* script, SlideShowHost* host) {
                 }
                 lastOpen = !argumentClosed;
             } else if (token == "display") {
-                script->Next(&argument, &argumentClosed);
-                host->Display(argument);
+                // At the end of the text there is no file to show.
+                if (script->Next(&argument, &argumentClosed)) host->Display(argument);
                 lastOpen = !argumentClosed;
             } else if (token == "loop") {
                 auto opensBlock = [](const std::string& t) { return !t.empty() && t[0] == '{'; };
@@ -92,8 +93,10 @@ bool RunSlideShowBlock(SlideShowScript* script, SlideShowHost* host) {
                 // one (scripts write "{;" to keep the next statement).
                 lastOpen = !argumentClosed;
             } else if (token == "shell") {
-                script->Next(&argument, &argumentClosed);
-                if (!argumentClosed) {
+                const bool have = script->Next(&argument, &argumentClosed);
+                if (!have) {
+                    lastOpen = false;  // nothing to open or start
+                } else if (!argumentClosed) {
                     std::string file;
                     bool fileClosed = true;
                     script->Next(&file, &fileClosed);
@@ -112,20 +115,11 @@ bool RunSlideShowBlock(SlideShowScript* script, SlideShowHost* host) {
 }
 
 bool PlaySlideShow(const char* path, SlideShowHost* host) {
-    platform::Handle file = 0, mapping = 0;
-    const uint8_t* view = nullptr;
-    uint32_t size = 0;
-    const platform::MapStatus status = platform::MapWholeFile(path, &file, &mapping, &view, &size);
-    // An empty file cannot be mapped but is simply a text without tokens.
-    if (status == platform::MapStatus::OpenFailed) {
-        if (file) platform::CloseFile(file);
-        return SetError(kPlace, "Couldn't open file");
-    }
-    std::vector<char> text(size + 1, '\0');
-    if (view) std::memcpy(text.data(), view, size);
-    if (view) platform::UnmapView(view, size);
-    if (mapping) platform::CloseMapping(mapping);
-    if (file) platform::CloseFile(file);
+    // The script is read whole (others may go on reading and writing it)
+    // and ends in a NUL.
+    std::vector<char> text;
+    if (!platform::ReadWholeFile(path, &text)) return SetError(kPlace, "Couldn't open file");
+    const size_t size = text.size() - 1;
 
     SlideShowScript script(text.data(), size);
     if (!IsSlideShowHeader(&script)) return SetError(kPlace, "Not an Vantirel SlideShow file");

@@ -5,7 +5,8 @@ bool IsSlideShowSeparator(char c) { return c == ' ' || c == '\0' || c == '\n' ||
 void SlideShowScript::SkipComment() {
     if (At(position_ + 1) == '*') {
         position_ += 2;
-        while (!AtEnd() && !(At(position_) == '*' && At(position_ + 1) == '/' && position_ + 1 < size_))
+        while (!AtEnd() &&
+               !(At(position_) == '*' && At(position_ + 1) == '/' && position_ + 1 < size_))
             ++position_;
         position_ = AtEnd() ? size_ : position_ + 2;
     } else {

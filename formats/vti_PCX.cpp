@@ -32,10 +32,9 @@ constexpr uint8_t kPaletteMarker = 12;
 // The palette of files older than version 2. Entry 1 is white, so that
 // two-colour pictures show black on white.
 constexpr uint8_t kFixedPalette[16][3] = {
-    {0, 0, 0},       {255, 255, 255}, {0, 170, 0},    {0, 170, 170},
-    {170, 0, 0},     {170, 0, 170},   {170, 170, 0},  {170, 170, 170},
-    {85, 85, 85},    {85, 85, 255},   {85, 255, 85},  {85, 255, 255},
-    {255, 85, 85},   {255, 85, 255},  {255, 255, 85}, {255, 255, 255},
+    {0, 0, 0},     {255, 255, 255}, {0, 170, 0},    {0, 170, 170},   {170, 0, 0},   {170, 0, 170},
+    {170, 170, 0}, {170, 170, 170}, {85, 85, 85},   {85, 85, 255},   {85, 255, 85}, {85, 255, 255},
+    {255, 85, 85}, {255, 85, 255},  {255, 255, 85}, {255, 255, 255},
 };
 
 bool LoadPaintbrush(ImageImpFile* imp, Image* image, Progress* progress);
@@ -172,6 +171,7 @@ bool LoadPaintbrush(ImageImpFile* imp, Image* image, Progress* progress) {
             // longer than the picture is wide.
             const size_t reach = row + 1 < height ? stride : image->BytesFromRow(row);
             const size_t perPlane = std::min(bytesPerLine, (reach + 7) / 8);
+            if (perPlane == 0) continue;  // lines of 0 bytes unpack to nothing
             planeBytes.resize(perPlane * planes);
             for (unsigned plane = 0; plane < planes; ++plane) {
                 const uint8_t* in = SourceBytes(
@@ -190,7 +190,8 @@ bool LoadPaintbrush(ImageImpFile* imp, Image* image, Progress* progress) {
             PlanesToPixels(out, in, width, width);
             writer.Commit();
         } else {
-            const size_t copy = std::min<size_t>(static_cast<size_t>(std::max(image->stride, 0)), lineBytes);
+            const size_t copy =
+                std::min<size_t>(static_cast<size_t>(std::max(image->stride, 0)), lineBytes);
             const uint8_t* in = SourceBytes(data, dataLength, at, copy, &spare);
             PutBytes(image, static_cast<uint64_t>(row) * image->stride, in, copy);
         }

@@ -11,7 +11,8 @@
 
 bool vti_VTS(ImageImpFile* imp) {
     // The header is looked for in the first 2048 bytes.
-    SlideShowScript script(reinterpret_cast<const char*>(imp->data), std::min<uint32_t>(imp->size, 2048));
+    SlideShowScript script(reinterpret_cast<const char*>(imp->data),
+                           std::min<uint32_t>(imp->size, 2048));
     if (!IsSlideShowHeader(&script)) return SetError("vti_VTS", "Not an Vantirel SlideShow file");
     imp->ready = true;
     imp->width = g_display.width;

@@ -14,8 +14,18 @@
 //   key TITLE VK           posts WM_KEYDOWN VK (decimal) to it
 //   dblclick TITLE         posts a left double click to it
 //   size TITLE W H         gives it an outer size of W x H
+//   move TITLE X Y         moves it to X, Y of the screen, on top
 //   filename DIALOG TEXT   types TEXT into the dialog's file-name box
 //   press DIALOG ID        posts WM_COMMAND ID (1 OK, 2 Cancel) to the dialog
+//   iwait TITLE SECONDS    as wait, igone and icount as gone and count, for
+//   igone TITLE SECONDS    index windows
+//   icount TITLE
+//   dcount TITLE           how many dialogs titled exactly TITLE are shown
+//   clickat TITLE X Y      posts a left button press and release at client X, Y
+//   invalidate TITLE       invalidates its client area (it paints again)
+//   poke OFFSET SIZE VALUE writes VALUE (SIZE bytes, little-endian) at OFFSET
+//                          of the settings block the running program shares
+//   poke-text OFFSET TEXT  writes TEXT and its NUL there
 //   box CAPTION SECONDS [BUTTON]
 //                          waits for a message box with this caption, answers
 //                          its text, then presses BUTTON (1 OK, 2 Cancel,
@@ -93,10 +103,28 @@ HWND WaitFor(const std::string& title, double seconds, bool exact = false, const
 }
 
 constexpr char kViewerClass[] = "VantirelViewWnd";
+constexpr char kIndexClass[] = "VantirelIndexWnd";
 
+// A viewer window, or else an index window, whose title contains `title`.
 HWND Require(const std::string& title) {
     std::vector<HWND> found = Find(title, false, kViewerClass);
+    if (found.empty()) found = Find(title, false, kIndexClass);
     return found.empty() ? nullptr : found.front();
+}
+
+// Writes into the shared settings block of the running program.
+bool Poke(size_t offset, const void* data, size_t size) {
+    constexpr size_t kBlockSize = 2364;
+    if (offset > kBlockSize || size > kBlockSize - offset) return false;
+    HANDLE section = OpenFileMappingA(FILE_MAP_ALL_ACCESS, FALSE, "Vantirel v3.0.DAT");
+    if (!section) return false;
+    void* view = MapViewOfFile(section, FILE_MAP_ALL_ACCESS, 0, 0, kBlockSize);
+    if (view) {
+        std::memcpy(static_cast<char*>(view) + offset, data, size);
+        UnmapViewOfFile(view);
+    }
+    CloseHandle(section);
+    return view != nullptr;
 }
 
 std::string TextOf(HWND window) {
@@ -204,24 +232,45 @@ int Execute(const std::vector<std::string>& a, std::string* out) {
     if (a.size() < 2) return 2;
     const std::string& verb = a[0];
     const std::string& title = a[1];
-    if (verb == "wait" || verb == "dialog") {
-        HWND window = verb == "wait" ? WaitFor(title, number(2, 10), false, kViewerClass)
-                                     : WaitFor(title, number(2, 10), true, "#32770");
+    if (verb == "wait" || verb == "iwait" || verb == "dialog") {
+        HWND window = verb == "dialog" ? WaitFor(title, number(2, 10), true, "#32770")
+                                       : WaitFor(title, number(2, 10), false,
+                                                 verb == "wait" ? kViewerClass : kIndexClass);
         if (!window) return 1;
         *out = TextOf(window);
         return 0;
     }
-    if (verb == "gone") {
+    if (verb == "gone" || verb == "igone") {
+        const char* cls = verb == "gone" ? kViewerClass : kIndexClass;
         const DWORD end = GetTickCount() + static_cast<DWORD>(number(2, 10) * 1000);
-        while (!Find(title, false, kViewerClass).empty()) {
+        while (!Find(title, false, cls).empty()) {
             if (GetTickCount() > end) return 1;
             Sleep(50);
         }
         return 0;
     }
-    if (verb == "count") {
-        *out = std::to_string(Find(title, false, kViewerClass).size());
+    if (verb == "count" || verb == "icount") {
+        *out =
+            std::to_string(Find(title, false, verb == "count" ? kViewerClass : kIndexClass).size());
         return 0;
+    }
+    if (verb == "dcount") {
+        *out = std::to_string(Find(title, true, "#32770").size());
+        return 0;
+    }
+    if (verb == "poke") {
+        const size_t size = static_cast<size_t>(std::atoi(arg(2).c_str()));
+        const long value = std::strtol(arg(3).c_str(), nullptr, 0);
+        unsigned char bytes[4] = {};
+        for (size_t i = 0; i < 4; ++i) bytes[i] = static_cast<unsigned char>(value >> (8 * i));
+        if (size < 1 || size > 4) return 2;
+        return Poke(static_cast<size_t>(std::atoi(title.c_str())), bytes, size) ? 0 : 1;
+    }
+    if (verb == "poke-text") {
+        const std::string text = arg(2);
+        return Poke(static_cast<size_t>(std::atoi(title.c_str())), text.c_str(), text.size() + 1)
+                   ? 0
+                   : 1;
     }
     if (verb == "client") {
         HWND window = Require(title);
@@ -236,7 +285,7 @@ int Execute(const std::vector<std::string>& a, std::string* out) {
         return 0;
     }
     if (verb == "command" || verb == "key" || verb == "size" || verb == "close-dialog" ||
-        verb == "dblclick") {
+        verb == "dblclick" || verb == "clickat" || verb == "invalidate" || verb == "move") {
         HWND window = verb == "close-dialog" ? WaitFor(title, 5, true, "#32770") : Require(title);
         if (!window) return 1;
         if (verb == "command") PostMessageA(window, WM_COMMAND, std::atoi(arg(2).c_str()), 0);
@@ -244,6 +293,15 @@ int Execute(const std::vector<std::string>& a, std::string* out) {
         if (verb == "key") PostMessageA(window, WM_KEYDOWN, std::atoi(arg(2).c_str()), 0);
         if (verb == "dblclick")
             PostMessageA(window, WM_LBUTTONDBLCLK, MK_LBUTTON, MAKELPARAM(10, 10));
+        if (verb == "clickat") {
+            const LPARAM point = MAKELPARAM(std::atoi(arg(2).c_str()), std::atoi(arg(3).c_str()));
+            PostMessageA(window, WM_LBUTTONDOWN, MK_LBUTTON, point);
+            PostMessageA(window, WM_LBUTTONUP, 0, point);
+        }
+        if (verb == "invalidate") InvalidateRect(window, nullptr, FALSE);
+        if (verb == "move")
+            SetWindowPos(window, HWND_TOP, std::atoi(arg(2).c_str()), std::atoi(arg(3).c_str()), 0,
+                         0, SWP_NOSIZE);
         if (verb == "size")
             SetWindowPos(window, nullptr, 0, 0, std::atoi(arg(2).c_str()),
                          std::atoi(arg(3).c_str()), SWP_NOMOVE | SWP_NOZORDER);
@@ -315,7 +373,13 @@ int Execute(const std::vector<std::string>& a, std::string* out) {
         }
         HWND control = ControlIn(dialog, std::atoi(arg(2).c_str()));
         if (!control) return 1;
-        if (verb == "text") *out = TextOf(control);
+        if (verb == "text") {
+            // Asked of the control itself: an edit control of another
+            // process keeps its text to itself otherwise.
+            char text[1024] = {};
+            SendMessageA(control, WM_GETTEXT, sizeof text, reinterpret_cast<LPARAM>(text));
+            *out = text;
+        }
         if (verb == "checked")
             *out = SendMessageA(control, BM_GETCHECK, 0, 0) == BST_CHECKED ? "1" : "0";
         if (verb == "click") SendMessageA(control, BM_CLICK, 0, 0);

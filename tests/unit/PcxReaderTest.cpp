@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <string>
+
 #include "formats/Readers.h"
 #include "tests/support/ReaderFixtures.h"
 
@@ -82,7 +85,7 @@ TEST(PcxReader, VersionsTwoToFourUseTheHeaderPaletteEvenWithAMarker) {
 TEST(PcxReader, OldVersionsUseTheFixedTableWithWhiteAtEntryOne) {
     PcxHeader h;
     h.version = 0;
-    h.bits = 1;  // version 0: this byte is the plane count, bits are 1
+    h.bits = 1;    // version 0: this byte is the plane count, bits are 1
     h.planes = 7;  // ignored
     h.bytesPerLine = 2;
     h.xmax = 15;
@@ -99,10 +102,10 @@ TEST(PcxReader, OldVersionsUseTheFixedTableWithWhiteAtEntryOne) {
     EXPECT_EQ(r.At(15, 0), 1);
     EXPECT_EQ(r.Rgb(0, 0), (std::vector<uint8_t>{255, 255, 255}));
     EXPECT_EQ(r.Rgb(1, 0), (std::vector<uint8_t>{0, 0, 0}));
-    const std::vector<uint8_t> fixed = {0, 0, 0, 255, 255, 255, 0, 170, 0, 0, 170, 170,
-                                        170, 0, 0, 170, 0, 170, 170, 170, 0, 170, 170, 170,
-                                        85, 85, 85, 85, 85, 255, 85, 255, 85, 85, 255, 255,
-                                        255, 85, 85, 255, 85, 255, 255, 255, 85, 255, 255, 255};
+    const std::vector<uint8_t> fixed = {0,   0,  0,  255, 255, 255, 0,   170, 0,  0,   170, 170,
+                                        170, 0,  0,  170, 0,   170, 170, 170, 0,  170, 170, 170,
+                                        85,  85, 85, 85,  85,  255, 85,  255, 85, 85,  255, 255,
+                                        255, 85, 85, 255, 85,  255, 255, 255, 85, 255, 255, 255};
     EXPECT_EQ(std::vector<uint8_t>(r.palette.begin(), r.palette.begin() + 48), fixed);
 }
 
@@ -156,7 +159,8 @@ TEST(PcxReader, TwentyFourBitPlanesAreWidthApartWhateverBytesPerLineSays) {
     Bytes b = Header(h);
     b.u8(1).u8(2).u8(3).u8(4).u8(5).u8(6).u8(7).u8(8).u8(9);
     // ymin must be below ymax: add a second row.
-    b[6] = 0; b[10] = 1;
+    b[6] = 0;
+    b[10] = 1;
     b.u8(0).fill(8);
     const auto r = OpenAndLoad("rgb.pcx", b);
     ASSERT_TRUE(r.loaded) << r.text;
@@ -280,4 +284,20 @@ TEST(PcxReader, OneBitRowsLongerThanTheStrideAreOverwrittenByTheNextRow) {
     const std::vector<uint8_t> row1(r.pixels.begin() + 16, r.pixels.begin() + 32);
     EXPECT_EQ(row0, (std::vector<uint8_t>{1, 1, 1, 1, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1}));
     EXPECT_EQ(row1, (std::vector<uint8_t>{0, 0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1, 0, 0, 0, 0}));
+}
+
+TEST(PcxReader, OneBitLinesOfZeroBytesUnpackToNothing) {
+    // Found by fuzzing: 121 x 17801, one 1-bit plane, 0 bytes per line. The
+    // lines hold no pixels, so nothing is written (the fixture's 0xEE fill
+    // shows through everywhere).
+    Bytes file;
+    file.data = test::ReadFile(std::string(VANTIREL_SOURCE_DIR) +
+                               "/tests/data/fuzz/pcx-1bit-zero-bytes-per-line.pcx");
+    ASSERT_EQ(file.data.size(), 38u);
+    const auto r = OpenAndLoad("zero-line.pcx", file);
+    ASSERT_TRUE(r.loaded) << r.text;
+    EXPECT_EQ(r.width, 121);
+    EXPECT_EQ(r.height, 17801);
+    EXPECT_EQ(std::count(r.pixels.begin(), r.pixels.end(), 0xEE),
+              static_cast<std::ptrdiff_t>(r.pixels.size()));
 }

@@ -370,3 +370,35 @@ TEST_F(JpegPixelBlock, AColourDecodeThatFailsStillLeavesTheVisiblePixelsConverte
         }
     }
 }
+
+TEST_F(JpegPixelBlock, ATallColourPictureReportsEveryFourthMcuRowThenTheAssembly) {
+    // 4:2:0, 40 x 150: ten MCU rows. Through Load (converted as it decodes)
+    // and through the row loader alone, the same reports.
+    const Layout layout = {"420-tall", 40, 150, {{1, 2, 2, 0}, {2, 1, 1, 0}, {3, 1, 1, 0}},
+                           {1, 2, 3},  0};
+    const Bytes bytes = BuildPicture(layout, 77);
+    const std::string path = test::WriteTempFile("tall.jpg", bytes);
+    const std::vector<std::string> expected = {"Opening@0",
+                                               "@100",
+                                               "Decompressing@0",
+                                               "@33",
+                                               "@77",
+                                               "@100",
+                                               "Assembling components@0",
+                                               "@33",
+                                               "@66",
+                                               "@100",
+                                               "@100"};
+    for (bool load : {true, false}) {
+        test::RecordingProgress progress;
+        ImageImpFile imp(path.c_str(), &progress, false);
+        ASSERT_TRUE(imp.ready) << g_errorText;
+        Image image(imp.width, imp.height, imp.stride, imp.rows, imp.palette, imp.depth);
+        const bool ok =
+            load ? Load(&imp, &image, &progress, false) : imp.rowLoader(&imp, &image, &progress);
+        ASSERT_TRUE(ok) << g_errorText;
+        std::vector<std::string> wanted = expected;
+        if (!load) wanted.pop_back();  // Load's own final report
+        EXPECT_EQ(progress.events, wanted) << (load ? "Load" : "row loader");
+    }
+}

@@ -118,7 +118,9 @@ ImageImpFile::ImageImpFile(const char* filePath, Progress* progress, bool probeA
       mappingHandle(0),
       view(nullptr),
       path{},
-      fileName(path) {
+      fileName(path),
+      yCbCrConversionOffered(false),
+      yCbCrConverted(false) {
     ReportStatus(progress, "Opening", 0, 100);
     std::strncpy(path, filePath, kImpPathSize - 1);
     fileName = FileNamePart(path);
@@ -198,16 +200,21 @@ bool Load(ImageImpFile* imp, Image* destination, Progress* progress, bool newIma
     // so it stays valid after the import record is gone.
     target->fileName = target->path + (imp->fileName - imp->path);
 
+    // Only a 3-byte-per-pixel destination holds YCbCr triples to convert.
+    const bool convert = imp->colourModel == kColourYCbCr && destination->depth == 24 &&
+                         destination->stride >= 3 * destination->width;
+    imp->yCbCrConversionOffered = convert && !newImage;
+    imp->yCbCrConverted = false;
     bool result = decode(imp, target, progress);
+    imp->yCbCrConversionOffered = false;
     if (newImage) {
         if (result) result = ResampleBicubic(destination, target, progress);
         intermediate.reset();
     }
-    // Only a 3-byte-per-pixel destination holds YCbCr triples to convert.
-    if (imp->colourModel == kColourYCbCr && destination->depth == 24 &&
-        destination->stride >= 3 * destination->width)
+    if (convert && !imp->yCbCrConverted)
         jpegConvertYCbCr(destination->pixels, destination->stride, destination->width,
                          destination->height);
+    imp->yCbCrConverted = false;
     ReportProgress(progress, 100, 100);
     return result;
 }

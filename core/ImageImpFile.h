@@ -64,6 +64,13 @@ struct ImageImpFile {
     const uint8_t* view;
     char path[kImpPathSize];
     char* fileName;
+    // Between Load and the row loader of a YCbCr picture decoded straight
+    // into the destination: Load offers the row loader to convert the
+    // pixels itself while they are in the cache, and a row loader that has
+    // converted every pixel Load would have (the destination's width x
+    // height) says so; Load then leaves them alone.
+    bool yCbCrConversionOffered;
+    bool yCbCrConverted;
 };
 
 // Allocates a zeroed palette block from the ordinary heap (null on failure);

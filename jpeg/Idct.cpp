@@ -5,6 +5,8 @@
 
 #include "color/RangeLimit.h"
 #include "core/Error.h"
+#include "jpeg/IdctSse2.h"
+#include "jpeg/Simd.h"
 #include "jpeg/ZigZag.h"
 
 // Products and sums here can exceed 32 bits only for corrupt coefficients;
@@ -58,6 +60,57 @@ VANTIREL_LANES_INLINE void StoreTransposed(int32_t* workspace, int half, Lanes (
 // 128 and clamps, with (value & 1023) as index.
 inline const uint8_t* Limit() { return kRangeLimit + 128; }
 
+// Pass 2 leaves eight columns of four rows; each lane holds a descaled
+// sample (before the level shift) whose low ten bits index the range limiter
+// from its centre. Writes the four rows at dest, dest + rowStep, ...
+template <int kStep>
+VANTIREL_LANES_INLINE void StoreRows(uint8_t* dest, ptrdiff_t rowStep, ptrdiff_t stepGiven,
+                                     const Lanes (&columns)[8]) {
+    const ptrdiff_t columnStep = kStep ? kStep : stepGiven;
+#ifdef VANTIREL_SSE2
+    // The limiter's lookup done arithmetically: its ten index bits are a
+    // signed value from -512 to 511 (512..1023 being -512..-1); the level
+    // shift added, it clamps to 0..255, which is what the saturating packs
+    // do. So 0..127 give 128..255, 128..511 give 255, 512..895 give 0 and
+    // 896..1023 give 0..127, as the table has it.
+    __m128i v[8];
+    for (int c = 0; c < 8; ++c) {
+        const Lanes shifted = ((columns[c] * (1 << 22)) >> 22) + 128;
+        std::memcpy(&v[c], &shifted, sizeof shifted);
+    }
+    // Bytes column by column (four rows each), then transposed to rows.
+    const __m128i low = _mm_packus_epi16(_mm_packs_epi32(v[0], v[1]), _mm_packs_epi32(v[2], v[3]));
+    const __m128i high = _mm_packus_epi16(_mm_packs_epi32(v[4], v[5]), _mm_packs_epi32(v[6], v[7]));
+    const __m128i t0 = _mm_unpacklo_epi8(low, high), t1 = _mm_unpackhi_epi8(low, high);
+    const __m128i u0 = _mm_unpacklo_epi8(t0, t1), u1 = _mm_unpackhi_epi8(t0, t1);
+    const __m128i rows01 = _mm_unpacklo_epi8(u0, u1), rows23 = _mm_unpackhi_epi8(u0, u1);
+    if (kStep == 1) {
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(dest), rows01);
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(dest + rowStep),
+                         _mm_unpackhi_epi64(rows01, rows01));
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(dest + 2 * rowStep), rows23);
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(dest + 3 * rowStep),
+                         _mm_unpackhi_epi64(rows23, rows23));
+        return;
+    }
+    alignas(16) uint8_t samples[32];
+    _mm_store_si128(reinterpret_cast<__m128i*>(samples), rows01);
+    _mm_store_si128(reinterpret_cast<__m128i*>(samples + 16), rows23);
+    for (int row = 0; row < 4; ++row) {
+        uint8_t* out = dest + row * rowStep;
+        for (int column = 0; column < 8; ++column)
+            out[column * columnStep] = samples[8 * row + column];
+    }
+#else
+    const uint8_t* limit = Limit();
+    for (int column = 0; column < 8; ++column) {
+        const Lanes index = columns[column] & 1023;
+        for (int row = 0; row < 4; ++row)
+            dest[row * rowStep + column * columnStep] = limit[index[row]];
+    }
+#endif
+}
+
 template <int kStep>
 inline void FillBlock(uint8_t* dest, uint8_t value, ptrdiff_t rowStep, ptrdiff_t stepGiven) {
     const ptrdiff_t columnStep = kStep ? kStep : stepGiven;
@@ -89,6 +142,9 @@ void IdctAccurateT(uint8_t* dest, int32_t* in, const int32_t* q, ptrdiff_t rowSt
         FillBlock<kStep>(dest, limit[((dc + 16) >> 5) & 1023], rowStep, columnStep);
         return;
     }
+#ifdef VANTIREL_SSE2
+    if (IdctAccurateSse2(dest, in, q, rowStep, columnStep)) return;
+#endif
     int32_t workspace[64];
     // Pass 1: columns, dequantising as the coefficients are read. Four
     // columns at a time in vector lanes; a column whose AC terms are all
@@ -194,19 +250,13 @@ void IdctAccurateT(uint8_t* dest, int32_t* in, const int32_t* q, ptrdiff_t rowSt
         tmp2 += z2 + z3;
         tmp3 += z1 + z4;
 
-        auto put = [&](int column, Lanes full) {
-            const Lanes value = ((flat & flatValue) | (~flat & ((full + 131072) >> 18))) & 1023;
-            for (int j = 0; j < 4; ++j)
-                dest[(quarter + j) * rowStep + column * columnStep] = limit[value[j]];
+        auto value = [&](Lanes full) {
+            return (flat & flatValue) | (~flat & ((full + 131072) >> 18));
         };
-        put(0, tmp10 + tmp3);
-        put(7, tmp10 - tmp3);
-        put(1, tmp11 + tmp2);
-        put(6, tmp11 - tmp2);
-        put(2, tmp12 + tmp1);
-        put(5, tmp12 - tmp1);
-        put(3, tmp13 + tmp0);
-        put(4, tmp13 - tmp0);
+        const Lanes columns[8] = {value(tmp10 + tmp3), value(tmp11 + tmp2), value(tmp12 + tmp1),
+                                  value(tmp13 + tmp0), value(tmp13 - tmp0), value(tmp12 - tmp1),
+                                  value(tmp11 - tmp2), value(tmp10 - tmp3)};
+        StoreRows<kStep>(dest + quarter * rowStep, rowStep, columnStep, columns);
     }
 }
 
@@ -215,7 +265,6 @@ namespace {
 // that is what makes this path cheaper).
 constexpr int32_t kF1_082392200 = 277, kF1_414213562 = 362, kF1_847759065 = 473,
                   kF2_613125930 = 669;
-inline int32_t Mul8(int32_t value, int32_t constant) { return (value * constant) >> 8; }
 VANTIREL_LANES_INLINE Lanes Mul8(Lanes value, int32_t constant) { return (value * constant) >> 8; }
 }  // namespace
 
@@ -228,6 +277,9 @@ void IdctFastT(uint8_t* dest, int32_t* in, const int32_t* q, ptrdiff_t rowStep, 
         FillBlock<kStep>(dest, limit[((in[0] * q[0]) >> 5) & 1023], rowStep, columnStep);
         return;
     }
+#ifdef VANTIREL_SSE2
+    if (IdctFastSse2(dest, in, q, rowStep, columnStep)) return;
+#endif
     int32_t workspace[64];
     // Pass 1: columns, four at a time; DC-only columns take the dequantised
     // DC through a lane mask. Stored transposed for pass 2.
@@ -298,19 +350,11 @@ void IdctFastT(uint8_t* dest, int32_t* in, const int32_t* q, ptrdiff_t rowStep, 
         const Lanes tmp5 = tmp11 - tmp6;
         const Lanes tmp4 = tmp10 + tmp5;
 
-        auto put = [&](int column, Lanes full) {
-            const Lanes value = (((flat & w0) | (~flat & full)) >> 5) & 1023;
-            for (int j = 0; j < 4; ++j)
-                dest[(quarter + j) * rowStep + column * columnStep] = limit[value[j]];
-        };
-        put(0, tmp0 + tmp7);
-        put(7, tmp0 - tmp7);
-        put(1, tmp1 + tmp6);
-        put(6, tmp1 - tmp6);
-        put(2, tmp2 + tmp5);
-        put(5, tmp2 - tmp5);
-        put(4, tmp3 + tmp4);
-        put(3, tmp3 - tmp4);
+        auto value = [&](Lanes full) { return ((flat & w0) | (~flat & full)) >> 5; };
+        const Lanes columns[8] = {value(tmp0 + tmp7), value(tmp1 + tmp6), value(tmp2 + tmp5),
+                                  value(tmp3 - tmp4), value(tmp3 + tmp4), value(tmp2 - tmp5),
+                                  value(tmp1 - tmp6), value(tmp0 - tmp7)};
+        StoreRows<kStep>(dest + quarter * rowStep, rowStep, columnStep, columns);
     }
 }
 

@@ -105,6 +105,12 @@ struct JpegState {
     uint8_t fastIdct;
     uint8_t fastUpsampling;
     uint8_t dcOnly;
+    // The picture rows and columns (from the top left) that the decode is
+    // to leave converted to blue, green, red; 0 when the caller converts.
+    // `converted` tells whether it did.
+    int32_t convertWidth;
+    int32_t convertHeight;
+    uint8_t converted;
     int32_t imageHeight;
     int32_t imageWidth;
     int32_t paddedWidth;

@@ -3,6 +3,7 @@
 #include <cstddef>
 
 #include "color/RangeLimit.h"
+#include "jpeg/YCbCrSse2.h"
 
 namespace {
 struct YCbCrTables {
@@ -37,5 +38,21 @@ void jpegConvertYCbCr(uint8_t* pixels, int stride, int width, int height) {
             p[1] = kRangeLimit[y + ((t.greenFromCb[cb] + t.greenFromCr[cr]) >> 14)];
             p[0] = kRangeLimit[y + t.blueFromCb[cb]];
         }
+    }
+}
+
+void jpegConvertYCbCrPlanes(const uint8_t* y, const uint8_t* cb, const uint8_t* cr, int count,
+                            uint8_t* out) {
+    int x = 0;
+#ifdef VANTIREL_SSE2
+    x = jpeg::ConvertYCbCrPlanesSse2(y, cb, cr, count, out);
+    out += 3 * x;
+#endif
+    const YCbCrTables& t = Tables();
+    for (; x < count; ++x, out += 3) {
+        const int luma = y[x], blue = cb[x], red = cr[x];
+        out[2] = kRangeLimit[luma + t.redFromCr[red]];
+        out[1] = kRangeLimit[luma + ((t.greenFromCb[blue] + t.greenFromCr[red]) >> 14)];
+        out[0] = kRangeLimit[luma + t.blueFromCb[blue]];
     }
 }

@@ -7,3 +7,8 @@
 // Every 3-byte pixel (Y, Cb, Cr) of `height` rows of `width` pixels becomes
 // (blue, green, red).
 void jpegConvertYCbCr(uint8_t* pixels, int stride, int width, int height);
+
+// One row from separate planes: pixel x of `out` becomes the blue, green
+// and red of (y[x], cb[x], cr[x]), exactly as jpegConvertYCbCr converts it.
+void jpegConvertYCbCrPlanes(const uint8_t* y, const uint8_t* cb, const uint8_t* cr, int count,
+                            uint8_t* out);

@@ -1,5 +1,7 @@
 // The decoding pipeline of the single scan: MCU layout, entropy decoding and
-// inverse DCT straight into the destination, then the in-place upsampling.
+// inverse DCT, for the common colour layouts into component strips that are
+// assembled band by band (Bands.h), for the others straight into the
+// destination with the in-place upsampling (PostExpand) after.
 #pragma once
 #include "jpeg/JpegState.h"
 

@@ -119,6 +119,10 @@ bool jpegLoad(ImageImpFile* imp, Image* image, Progress* progress, bool dcOnly) 
     state->fastIdct = g_settings->jpeg.bFastDCT;
     state->fastUpsampling = g_settings->jpeg.bFastUnsubsample;
     state->dcOnly = dcOnly ? 1 : 0;
+    if (imp->yCbCrConversionOffered && image->depth == 24) {
+        state->convertWidth = image->width;
+        state->convertHeight = image->height;
+    }
     for (JpegComponent*& component : state->components) component = nullptr;
 
     bool ok = jdReadFileHeader(state) && jdReadScanHeader(state) && jpeg::InitialSetup(state);
@@ -130,5 +134,6 @@ bool jpegLoad(ImageImpFile* imp, Image* image, Progress* progress, bool dcOnly) 
         state->endOfScan = jpeg::HuffEndOfScan;
         ok = jSelDMCU(state) && jdPipe(state);
     }
+    imp->yCbCrConverted = state->converted != 0;
     return ok;
 }

@@ -4,7 +4,9 @@
 #   2. Windows x86_64 build (mingw-w64): the same tests and the Windows tests, run under Wine
 #   3. the main job (scripts/run.sh) without a display: the viewer shows the sample picture
 #   4. Windows i686 build: compiled only (this machine's Wine runs 64-bit programs only)
-#   5. libFuzzer targets (clang, ASan, UBSan): a short pass over each, seeded with the corpus
+#   5. the JPEG decoder's portable code (what the i686 build runs instead of its SSE2
+#      paths): a native build of the tests with VANTIREL_PORTABLE_ONLY, JPEG tests only
+#   6. libFuzzer targets (clang, ASan, UBSan): a short pass over each, seeded with the corpus
 # Ends with one line "N passed, N failed" over all test runs; exits non-zero on any failure.
 set -uo pipefail
 cd "$(dirname "$0")/.."
@@ -24,8 +26,9 @@ problems=()
 # Runs ctest in a build directory and adds its counts to the totals.
 run_ctest() {
   local dir=$1 label=$2 log
+  shift 2  # further arguments go to ctest (a -R selection)
   log=$(mktemp)
-  (cd "$dir" && ctest --output-on-failure --timeout 300 -j "$jobs") 2>&1 | tee "$log" |
+  (cd "$dir" && ctest --output-on-failure --timeout 300 -j "$jobs" "$@") 2>&1 | tee "$log" |
     grep -vE '^ *([0-9]+\/[0-9]+ Test +#[0-9]+: .*(Passed|Skipped)|Start +[0-9]+:)|\(Skipped\)$|^The following tests did not run:$'
   # Skips are expected where an oracle tool does not exist (the Windows run
   # has none of the Linux decoders): counted, not listed.
@@ -90,6 +93,17 @@ step "Windows i686 build (compile only)"
 if build build-win32 win32 -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-i686.cmake -DVANTIREL_TESTS=OFF; then
   echo "i686 build compiled"
   passed=$((passed + 1))
+fi
+
+step "JPEG decoder's portable code (native build without its SSE2 paths), JPEG tests"
+if cmake -S . -B build-portable -G Ninja -DVANTIREL_PORTABLE_ONLY=ON >/dev/null &&
+   ninja -C build-portable -j "$jobs" vantirel_tests >build-portable.build.log 2>&1; then
+  grep -E 'warning:' build-portable.build.log | head -20
+  run_ctest build-portable portable -R Jpeg
+else
+  tail -40 build-portable.build.log 2>/dev/null
+  problems+=("portable: build failed")
+  failed=$((failed + 1))
 fi
 
 step "Fuzz targets, ${fuzz_seconds}s each"

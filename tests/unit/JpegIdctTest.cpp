@@ -418,3 +418,123 @@ TEST(JpegIdct, TheAccurateTransformGivesTheBytesOfThePlainIntegerProcedure) {
 TEST(JpegIdct, TheFastTransformGivesTheBytesOfThePlainIntegerProcedure) {
     ExpectSameAsReference(jpeg::IdctFast, ReferenceFast);
 }
+
+namespace {
+// Blocks around the limits of the 16-bit vector transform: dequantised
+// coefficients of about 16383 in magnitude (inside and just outside what it
+// takes), DC terms that make the values between the passes about 16383,
+// and dense blocks of large but ordinary values.
+RandomBlock MakeEdgeBlock(std::mt19937* random, int kind) {
+    RandomBlock b;
+    auto next = [random](uint32_t n) { return static_cast<int32_t>((*random)() % n); };
+    auto sign = [&next](int32_t v) { return next(2) ? v : -v; };
+    for (int32_t& m : b.table) m = kind == 2 ? 1 + next(8) : 1;
+    b.lastIndex = 63;
+    if (kind == 0) {
+        // One or two terms of 16383 +- 3 (times a multiplier of 1, or a
+        // multiplier that brings an ordinary coefficient there).
+        for (int n = 0; n < 1 + next(2); ++n) {
+            const int k = next(64);
+            const int32_t target = 16380 + next(7);
+            if (next(2)) {
+                b.table[k] = target / 7;
+                b.coefficients[k] = sign(7);
+            } else {
+                b.coefficients[k] = sign(target);
+            }
+        }
+    } else if (kind == 1) {
+        // The DC term alone puts DC * 4 at 16383 +- 4 between the passes.
+        b.coefficients[0] = sign(4094 + next(3));
+        if (next(2)) b.coefficients[8 * next(8) + next(8)] += sign(1 + next(3));
+    } else {
+        for (int32_t& c : b.coefficients) c = next(3) == 0 ? sign(next(2000)) : 0;
+    }
+    return b;
+}
+}  // namespace
+
+TEST(JpegIdct, BlocksAtTheEdgeOfSixteenBitsGiveTheBytesOfThePlainIntegerProcedure) {
+    std::mt19937 random(23);
+    for (int round = 0; round < 30000; ++round) {
+        const RandomBlock b = MakeEdgeBlock(&random, round % 3);
+        uint8_t expected[64];
+        ReferenceAccurate(b.coefficients, b.table, expected);
+        for (ptrdiff_t columnStep : {1, 3}) {
+            const ptrdiff_t rowStep = 8 * columnStep + 3;
+            std::vector<uint8_t> out(static_cast<size_t>(8 * rowStep), 0xEE);
+            int32_t copy[64];
+            std::memcpy(copy, b.coefficients, sizeof copy);
+            jpeg::IdctAccurate(out.data(), copy, b.table, rowStep, columnStep, b.lastIndex);
+            for (int y = 0; y < 8; ++y)
+                for (int x = 0; x < 8; ++x)
+                    ASSERT_EQ(out[static_cast<size_t>(y * rowStep + x * columnStep)],
+                              expected[8 * y + x])
+                        << "round " << round << " step " << columnStep << " at " << x << "," << y;
+        }
+    }
+}
+
+namespace {
+// Blocks around the limit of the fast transform's 16-bit lanes: columns
+// (and, after the first pass, rows) whose weighted sums of magnitudes lie
+// about 32000, single terms of every frequency up to 32767, and columns or
+// rows whose products leave 16 bits.
+RandomBlock MakeFastEdgeBlock(std::mt19937* random, int kind) {
+    RandomBlock b;
+    auto next = [random](uint32_t n) { return static_cast<int32_t>((*random)() % n); };
+    auto sign = [&next](int32_t v) { return next(2) ? v : -v; };
+    const int weights[8] = {1, 2, 2, 3, 1, 3, 3, 6};
+    for (int32_t& m : b.table) m = 1;
+    b.lastIndex = 63;
+    if (kind == 0) {
+        // One column near the limit, spread over its frequencies.
+        const int column = next(8);
+        int budget = 31900 + next(200);
+        for (int k = 0; k < 8 && budget > 0; ++k) {
+            const int row = next(8);
+            const int share = k == 7 ? budget : next(static_cast<uint32_t>(budget) + 1);
+            b.coefficients[8 * row + column] += sign(share / weights[row]);
+            budget -= share;
+        }
+    } else if (kind == 1) {
+        // A single term of any size at any position.
+        b.coefficients[next(64)] = sign(1 + next(32767));
+    } else {
+        // Odd terms of alternating sign (x1 = x7 = -x3 = -x5), which the
+        // butterfly's products add up: down one column, or along the first
+        // row (every column then flat, the workspace's rows large).
+        const int32_t a = sign(4000 + next(6000));
+        const int terms[4] = {1, 7, 3, 5};
+        const bool along = kind == 3;
+        const int line = next(8);
+        for (int t = 0; t < 4; ++t) {
+            const int k = terms[t];
+            b.coefficients[along ? k : 8 * k + line] = t < 2 ? a : -a;
+        }
+        b.coefficients[along ? 0 : line] = sign(next(3000));
+    }
+    return b;
+}
+}  // namespace
+
+TEST(JpegIdct, FastBlocksAtTheEdgeOfSixteenBitsGiveTheBytesOfThePlainIntegerProcedure) {
+    std::mt19937 random(29);
+    for (int round = 0; round < 30000; ++round) {
+        const RandomBlock b = MakeFastEdgeBlock(&random, round % 4);
+        uint8_t expected[64];
+        ReferenceFast(b.coefficients, b.table, expected);
+        for (ptrdiff_t columnStep : {1, 6}) {
+            const ptrdiff_t rowStep = 8 * columnStep + 1;
+            std::vector<uint8_t> out(static_cast<size_t>(8 * rowStep), 0xEE);
+            int32_t copy[64];
+            std::memcpy(copy, b.coefficients, sizeof copy);
+            jpeg::IdctFast(out.data(), copy, b.table, rowStep, columnStep, b.lastIndex);
+            for (int y = 0; y < 8; ++y)
+                for (int x = 0; x < 8; ++x)
+                    ASSERT_EQ(out[static_cast<size_t>(y * rowStep + x * columnStep)],
+                              expected[8 * y + x])
+                        << "round " << round << " step " << columnStep << " at " << x << "," << y;
+        }
+    }
+}

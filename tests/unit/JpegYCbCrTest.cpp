@@ -1,10 +1,12 @@
 // The YCbCr to blue-green-red conversion (tables centred at 127.5) and the
 // shared range-limit table it and the transforms clamp through.
-#include "jpeg/YCbCr.h"
-
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <vector>
+
 #include "color/RangeLimit.h"
+#include "jpeg/YCbCr.h"
 
 namespace {
 struct Case {
@@ -19,10 +21,8 @@ struct Case {
 const Case kCases[] = {
     {128, 128, 128, 129, 127, 129},  // half a step above the centre
     {200, 127, 128, 201, 200, 200},  // blue: trunc(-0.386) = 0
-    {128, 0, 255, 255, 81, 0},
-    {60, 0, 255, 239, 13, 0},
-    {230, 0, 0, 52, 255, 5},
-    {0, 255, 255, 179, 0, 226},  // the largest red and blue terms
+    {128, 0, 255, 255, 81, 0},      {60, 0, 255, 239, 13, 0},
+    {230, 0, 0, 52, 255, 5},        {0, 255, 255, 179, 0, 226},  // the largest red and blue terms
     {100, 200, 50, 0, 130, 228},
 };
 }  // namespace
@@ -68,4 +68,56 @@ TEST(JpegRangeLimit, HoldsZerosIdentityFullRunZerosAndTheLowHalf) {
     EXPECT_EQ(idct[895], 0);
     EXPECT_EQ(idct[-1 & 1023], 127);
     EXPECT_EQ(idct[-128 & 1023], 0);
+}
+
+TEST(JpegYCbCr, PlanesConvertLikeThePixelsForEveryTriple) {
+    // Every (Y, Cb, Cr): a row of the 256 luma values per chroma pair, from
+    // separate planes, against the same row converted in place.
+    std::vector<uint8_t> y(256), cb(256), cr(256), planes(3 * 256), pixels(3 * 256);
+    for (int i = 0; i < 256; ++i) y[i] = static_cast<uint8_t>(i);
+    for (int blue = 0; blue < 256; ++blue) {
+        for (int red = 0; red < 256; ++red) {
+            std::fill(cb.begin(), cb.end(), static_cast<uint8_t>(blue));
+            std::fill(cr.begin(), cr.end(), static_cast<uint8_t>(red));
+            jpegConvertYCbCrPlanes(y.data(), cb.data(), cr.data(), 256, planes.data());
+            for (int i = 0; i < 256; ++i) {
+                pixels[3 * i] = y[i];
+                pixels[3 * i + 1] = cb[i];
+                pixels[3 * i + 2] = cr[i];
+            }
+            jpegConvertYCbCr(pixels.data(), 3 * 256, 256, 1);
+            ASSERT_EQ(planes, pixels) << "Cb " << blue << " Cr " << red;
+        }
+    }
+}
+
+TEST(JpegYCbCr, PlanesOfAnyLengthConvertEveryPixelAndNoMore) {
+    // Lengths around the sixteen-pixel groups; the byte after the row stays.
+    for (int count : {1, 15, 16, 17, 31, 32, 33, 47}) {
+        std::vector<uint8_t> y(count), cb(count), cr(count), out(3 * count + 1, 0xEE);
+        for (int i = 0; i < count; ++i) {
+            y[i] = static_cast<uint8_t>(i * 7);
+            cb[i] = static_cast<uint8_t>(255 - i * 5);
+            cr[i] = static_cast<uint8_t>(i * 11 + 3);
+        }
+        jpegConvertYCbCrPlanes(y.data(), cb.data(), cr.data(), count, out.data());
+        for (int i = 0; i < count; ++i) {
+            uint8_t pixel[3] = {y[i], cb[i], cr[i]};
+            jpegConvertYCbCr(pixel, 3, 1, 1);
+            EXPECT_EQ(out[3 * i], pixel[0]) << count << " " << i;
+            EXPECT_EQ(out[3 * i + 1], pixel[1]) << count << " " << i;
+            EXPECT_EQ(out[3 * i + 2], pixel[2]) << count << " " << i;
+        }
+        EXPECT_EQ(out[3 * count], 0xEE) << count;
+    }
+    // (128, 128, 128) from planes too: red 129, green 127, blue 129.
+    const uint8_t grey[16] = {128, 128, 128, 128, 128, 128, 128, 128,
+                              128, 128, 128, 128, 128, 128, 128, 128};
+    uint8_t out[48];
+    jpegConvertYCbCrPlanes(grey, grey, grey, 16, out);
+    for (int i = 0; i < 16; ++i) {
+        EXPECT_EQ(out[3 * i], 129);
+        EXPECT_EQ(out[3 * i + 1], 127);
+        EXPECT_EQ(out[3 * i + 2], 129);
+    }
 }

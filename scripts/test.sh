@@ -67,15 +67,22 @@ if build build native; then run_ctest build native; fi
 
 step "Windows x86_64 build, tests under Wine"
 if build build-win64 win64 -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake; then
+  if [[ -z "${DISPLAY:-}" ]] && command -v Xvfb >/dev/null; then
+    # Window tests need a display; give them a virtual one for this run, on
+    # a number no other X server holds.
+    number=97
+    while [[ -e /tmp/.X$number-lock ]]; do number=$((number + 1)); done
+    Xvfb ":$number" -screen 0 1024x768x24 -nolisten tcp >/dev/null 2>&1 &
+    xvfb_pid=$!
+    export DISPLAY=":$number"
+    for _ in $(seq 50); do [[ -e /tmp/.X11-unix/X$number ]] && break; sleep 0.1; done
+  fi
+  # The prefix is set up with the display in place: processes its set-up
+  # leaves running would otherwise have no display driver, and the tests'
+  # windows would join them. Whatever it leaves is ended all the same.
   mkdir -p "$WINEPREFIX"
   wineboot -i >/dev/null 2>&1 || true
-  if [[ -z "${DISPLAY:-}" ]] && command -v xvfb-run >/dev/null; then
-    # Window tests need a display; give them a virtual one for this run.
-    Xvfb :97 -screen 0 1024x768x24 >/dev/null 2>&1 &
-    xvfb_pid=$!
-    export DISPLAY=:97
-    sleep 1
-  fi
+  wineserver -k >/dev/null 2>&1 || true
   run_ctest build-win64 win64
   wineserver -k >/dev/null 2>&1 || true
   [[ -n "${xvfb_pid:-}" ]] && kill "$xvfb_pid" 2>/dev/null

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "app/FileDialogs.h"
+#include "app/MessagePump.h"
 #include "app/ProcessStart.h"
 #include "app/Resource.h"
 #include "app/Seams.h"
@@ -82,20 +83,6 @@ IndexMetrics CurrentMetrics(int textHeight) {
     const SettingsBlock& settings = *g_settings;
     return MakeIndexMetrics(settings.idx.iIconX, settings.idx.iIconY, settings.idx.iIconSpacing,
                             textHeight, settings.idx.bShowRes != 0, settings.idx.bShowSize != 0);
-}
-
-// Dispatches every queued message; a quit message is posted again so that
-// the main loop ends.
-void PumpMessages() {
-    MSG message;
-    while (PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) {
-        if (message.message == WM_QUIT) {
-            PostQuitMessage(static_cast<int>(message.wParam));
-            return;
-        }
-        TranslateMessage(&message);
-        DispatchMessageA(&message);
-    }
 }
 
 // Draws entry `number` at once, outside painting (pressed while it is being

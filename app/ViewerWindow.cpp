@@ -9,6 +9,7 @@
 
 #include "app/CommandLine.h"
 #include "app/FileDialogs.h"
+#include "app/MessagePump.h"
 #include "app/ProcessStart.h"
 #include "app/Seams.h"
 #include "app/SettingsStore.h"
@@ -556,19 +557,7 @@ public:
     void Display(const std::string& file) override {
         OpenInViewer(g_viewer.window, file.c_str(), false);
     }
-    // Dispatches what is queued; a quit message is posted again so that the
-    // main loop ends after the show.
-    void PumpMessages() override {
-        MSG message;
-        while (PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) {
-            if (message.message == WM_QUIT) {
-                PostQuitMessage(static_cast<int>(message.wParam));
-                return;
-            }
-            TranslateMessage(&message);
-            DispatchMessageA(&message);
-        }
-    }
+    void PumpMessages() override { ::PumpMessages(); }
     void SleepHalfSecond() override { Sleep(500); }
     bool WindowExists() override { return IsWindow(g_viewer.window) != 0; }
     // (ShellExecute is a macro of the Windows headers: the name becomes

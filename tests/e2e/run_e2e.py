@@ -127,6 +127,31 @@ class Session:
             self.xvfb.terminate()
             self.xvfb.wait()
 
+    def run_cases(self, cases, data, only=""):
+        """Runs each case (those whose name contains `only`) with the data;
+        prints PASS or FAIL per case and returns the number that failed."""
+        failures = 0
+        for case in cases:
+            if only and only not in case.__name__:
+                continue
+            started = time.time()
+            try:
+                case(self, data)
+                print("PASS %s (%.1fs)" % (case.__name__, time.time() - started))
+            except Exception:
+                failures += 1
+                print("FAIL %s" % case.__name__)
+                traceback.print_exc(file=sys.stdout)
+                # Leave no window of a failed case for the next one.
+                for process in self.processes:
+                    if process.poll() is None:
+                        process.kill()
+                subprocess.run(["wineserver", "-k"], env=self.env, stdout=subprocess.DEVNULL,
+                               stderr=subprocess.DEVNULL)
+                self.start_probe()
+            sys.stdout.flush()
+        return failures
+
     # --- helpers ------------------------------------------------------------
     def run(self, command, timeout=60, check=False):
         result = subprocess.run(command, env=self.env, stdout=subprocess.PIPE,
@@ -1261,25 +1286,7 @@ def main():
         s.prepare_prefix()
         pictures = make_pictures(s)
         s.start_probe()
-        for case in cases:
-            if args.only and args.only not in case.__name__:
-                continue
-            started = time.time()
-            try:
-                case(s, pictures)
-                print("PASS %s (%.1fs)" % (case.__name__, time.time() - started))
-            except Exception:
-                failures += 1
-                print("FAIL %s" % case.__name__)
-                traceback.print_exc(file=sys.stdout)
-                # Leave no window of a failed case for the next one.
-                for process in s.processes:
-                    if process.poll() is None:
-                        process.kill()
-                subprocess.run(["wineserver", "-k"], env=s.env, stdout=subprocess.DEVNULL,
-                               stderr=subprocess.DEVNULL)
-                s.start_probe()
-            sys.stdout.flush()
+        failures = s.run_cases(cases, pictures, args.only)
     finally:
         s.stop()
         if s.print_server:

@@ -14,10 +14,8 @@ import argparse
 import math
 import os
 import shutil
-import subprocess
 import sys
 import time
-import traceback
 
 from PIL import Image
 
@@ -158,14 +156,6 @@ def check_thumbnail(shot, number, columns, cell_height, expected, tolerance, wha
         assert shot.getpixel((left, top + box_y // 2)) == LIGHT_GREY, what
     if height < box_y:
         assert shot.getpixel((left + box_x // 2, top)) == LIGHT_GREY, what
-
-
-def close_all(s):
-    for process in s.processes:
-        if process.poll() is None:
-            process.kill()
-    subprocess.run(["wineserver", "-k"], env=s.env, stdout=subprocess.DEVNULL,
-                   stderr=subprocess.DEVNULL)
 
 
 # --- the cases --------------------------------------------------------------------
@@ -413,21 +403,7 @@ def main():
         s.prepare_prefix()
         files = make_files(s)
         s.start_probe()
-        for case in CASES:
-            if args.only and args.only not in case.__name__:
-                continue
-            started = time.time()
-            try:
-                case(s, files)
-                print("PASS %s (%.1fs)" % (case.__name__, time.time() - started))
-            except Exception:
-                failures += 1
-                print("FAIL %s" % case.__name__)
-                traceback.print_exc(file=sys.stdout)
-                # Leave no window of a failed case for the next one.
-                close_all(s)
-                s.start_probe()
-            sys.stdout.flush()
+        failures = s.run_cases(CASES, files, args.only)
     finally:
         s.stop()
     print("%d failed" % failures)

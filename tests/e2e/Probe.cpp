@@ -48,11 +48,28 @@
 //   clipboard-dib PATH     writes the clipboard's CF_DIB block to PATH (as
 //                          another program pasting it would read it);
 //                          answers its size, fails when there is none
+//   contextmenu TITLE X Y  posts the context-menu request for screen X, Y
+//   menu TITLE             the context menu its process shows (waited for up
+//                          to five seconds): one line per item, "TEXT ID" for
+//                          a command, "-" for a separator, "TEXT" for a
+//                          submenu, its items after it indented by two
+//                          blanks; " default", " grayed" and " checked"
+//                          follow as the item's state has them
+//   menu-gone TITLE SECONDS
+//                          waits until its process shows no context menu
+//   drop TITLE PATH...     drops the files on it as the shell does; answers
+//                          the agent's exit code
+// "menu" and "drop" are carried out inside the window's process: Wine lets
+// no other process read a menu, and a dropped file list is a memory block of
+// the receiving process. The probe loads its agent (vantirel_probe_agent.dll,
+// next to the probe) there with a remote thread and runs the agent's routine
+// on another.
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>
 
 // after windows.h, which it needs
 #include <commctrl.h>
+#include <psapi.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -222,6 +239,108 @@ int Registry(const std::vector<std::string>& a, std::string* out) {
     return status;
 }
 
+// --- the agent: what has to happen inside a Vantirel process -----------------
+
+constexpr char kAgentName[] = "vantirel_probe_agent.dll";
+
+// The base address of the module of that name in the process, or null.
+HMODULE RemoteModule(HANDLE process, const char* name) {
+    HMODULE modules[1024];
+    DWORD bytes = 0;
+    if (!K32EnumProcessModules(process, modules, sizeof modules, &bytes)) return nullptr;
+    for (DWORD i = 0; i < bytes / sizeof(HMODULE) && i < 1024; ++i) {
+        char base[MAX_PATH] = {};
+        K32GetModuleBaseNameA(process, modules[i], base, sizeof base);
+        if (_stricmp(base, name) == 0) return modules[i];
+    }
+    return nullptr;
+}
+
+// Where a routine of a module lies in the other process: its offset in the
+// module as loaded here, from the module's base there. Nothing says a DLL
+// sits at the same address in both.
+void* RemoteRoutine(HANDLE process, const char* module, HMODULE local, const char* routine) {
+    HMODULE remote = RemoteModule(process, module);
+    FARPROC here = local ? GetProcAddress(local, routine) : nullptr;
+    if (!remote || !here) return nullptr;
+    return reinterpret_cast<char*>(remote) +
+           (reinterpret_cast<char*>(here) - reinterpret_cast<char*>(local));
+}
+
+// Runs ROUTINE(TEXT) on a new thread of the other process, the text copied
+// into it; answers the thread's exit code, or -1 when it could not be run
+// or did not end within the time given.
+long RunRemote(HANDLE process, void* routine, const std::string& text, DWORD milliseconds) {
+    if (!routine) return -1;
+    void* copy =
+        VirtualAllocEx(process, nullptr, text.size() + 1, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE);
+    if (!copy) return -1;
+    long result = -1;
+    if (WriteProcessMemory(process, copy, text.c_str(), text.size() + 1, nullptr)) {
+        HANDLE thread =
+            CreateRemoteThread(process, nullptr, 0,
+                               reinterpret_cast<LPTHREAD_START_ROUTINE>(routine), copy, 0, nullptr);
+        if (thread) {
+            DWORD code = 0;
+            if (WaitForSingleObject(thread, milliseconds) == WAIT_OBJECT_0 &&
+                GetExitCodeThread(thread, &code))
+                result = static_cast<long>(code);
+            CloseHandle(thread);
+        }
+    }
+    // A thread that has not ended may still read the text: left in place.
+    if (result != -1) VirtualFreeEx(process, copy, 0, MEM_RELEASE);
+    return result;
+}
+
+// Loads the agent (found next to this program) into the window's process,
+// unless it is there already, and runs one of its routines with TEXT.
+// Answers the routine's exit code, or -1.
+long RunAgent(HWND window, const char* routine, const std::string& text, DWORD milliseconds) {
+    char agentPath[MAX_PATH] = {};
+    GetModuleFileNameA(nullptr, agentPath, sizeof agentPath);
+    char* slash = std::strrchr(agentPath, '\\');
+    if (!slash) return -1;
+    std::strcpy(slash + 1, kAgentName);
+    static HMODULE localAgent = LoadLibraryA(agentPath);
+    DWORD id = 0;
+    GetWindowThreadProcessId(window, &id);
+    HANDLE process = OpenProcess(PROCESS_ALL_ACCESS, FALSE, id);
+    if (!process) return -1;
+    if (!RemoteModule(process, kAgentName))
+        RunRemote(process,
+                  RemoteRoutine(process, "kernel32.dll", GetModuleHandleA("kernel32.dll"),
+                                "LoadLibraryA"),
+                  agentPath, 10000);
+    const long result = RunRemote(process, RemoteRoutine(process, kAgentName, localAgent, routine),
+                                  text, milliseconds);
+    CloseHandle(process);
+    return result;
+}
+
+// Whether a context menu of the window's process is shown.
+struct MenuSearch {
+    DWORD process;
+    bool found = false;
+};
+BOOL CALLBACK FindMenuOf(HWND window, LPARAM data) {
+    auto* search = reinterpret_cast<MenuSearch*>(data);
+    DWORD process = 0;
+    GetWindowThreadProcessId(window, &process);
+    char windowClass[16] = {};
+    GetClassNameA(window, windowClass, sizeof windowClass);
+    if (process == search->process && std::strcmp(windowClass, "#32768") == 0 &&
+        IsWindowVisible(window))
+        search->found = true;
+    return !search->found;
+}
+bool MenuShown(HWND window) {
+    MenuSearch search{0};
+    GetWindowThreadProcessId(window, &search.process);
+    EnumWindows(FindMenuOf, reinterpret_cast<LPARAM>(&search));
+    return search.found;
+}
+
 // Carries out one request; the answer goes to *out. Returns 0 on success.
 int Execute(const std::vector<std::string>& a, std::string* out) {
     auto arg = [&](size_t i) { return i < a.size() ? a[i] : std::string(); };
@@ -305,6 +424,57 @@ int Execute(const std::vector<std::string>& a, std::string* out) {
         if (verb == "size")
             SetWindowPos(window, nullptr, 0, 0, std::atoi(arg(2).c_str()),
                          std::atoi(arg(3).c_str()), SWP_NOMOVE | SWP_NOZORDER);
+        return 0;
+    }
+    if (verb == "menu") {
+        HWND window = Require(title);
+        if (!window) return 1;
+        char folder[MAX_PATH] = {};
+        char file[MAX_PATH] = {};
+        GetTempPathA(sizeof folder, folder);
+        if (!GetTempFileNameA(folder, "mnu", 0, file)) return 1;
+        const long code = RunAgent(window, "ReadContextMenu", file, 15000);
+        int status = 1;
+        if (code == 0) {
+            if (FILE* in = std::fopen(file, "rb")) {
+                char buffer[4096];
+                size_t got;
+                while ((got = std::fread(buffer, 1, sizeof buffer, in)) > 0)
+                    out->append(buffer, got);
+                std::fclose(in);
+                status = 0;
+            }
+        } else {
+            *out = "agent: " + std::to_string(code);
+        }
+        DeleteFileA(file);
+        if (!out->empty() && out->back() == '\n') out->pop_back();
+        return status;
+    }
+    if (verb == "menu-gone") {
+        HWND window = Require(title);
+        if (!window) return 1;
+        const DWORD end = GetTickCount() + static_cast<DWORD>(number(2, 10) * 1000);
+        while (MenuShown(window)) {
+            if (GetTickCount() > end) return 1;
+            Sleep(50);
+        }
+        return 0;
+    }
+    if (verb == "drop") {
+        HWND window = Require(title);
+        if (!window) return 1;
+        std::string text = std::to_string(reinterpret_cast<INT_PTR>(window));
+        for (size_t i = 2; i < a.size(); ++i) text += "\n" + a[i];
+        const long code = RunAgent(window, "DropFiles", text, 15000);
+        *out = std::to_string(code);
+        return code == 0 ? 0 : 1;
+    }
+    if (verb == "contextmenu") {
+        HWND window = Require(title);
+        if (!window) return 1;
+        PostMessageA(window, WM_CONTEXTMENU, reinterpret_cast<WPARAM>(window),
+                     MAKELPARAM(std::atoi(arg(2).c_str()), std::atoi(arg(3).c_str())));
         return 0;
     }
     if (verb == "filename" || verb == "press") {

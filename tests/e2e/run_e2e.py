@@ -234,6 +234,35 @@ class Session:
     def winpath(self, path):
         return "Z:" + os.path.abspath(path).replace("/", "\\")
 
+    def context_menu(self, title, right_click=False, index=False):
+        """The context menu the window titled like `title` shows when asked
+        for one near its client area's top-left corner (by a right click, or
+        else by the request itself), as read inside its process: one line
+        per item, submenu items indented (see the probe's "menu"). The menu
+        is closed again with Escape, which must not reach the window."""
+        x, y, _, _ = self.client(title)
+        x, y = max(x, 0) + 10, max(y, 0) + 10
+        if right_click:
+            self.run(["xdotool", "mousemove", str(x), str(y), "click", "3"], check=True)
+        else:
+            self.probe("contextmenu", title, x, y)
+        result = self.probe("menu", title)
+        if right_click:
+            # Out of the way of menus opened later (it would open a submenu
+            # it rested on).
+            self.run(["xdotool", "mousemove", "1023", "767"], check=True)
+        assert result.returncode == 0, "no context menu (%s)" % result.stdout
+        self.probe("key", title, VK["escape"])
+        assert self.probe("menu-gone", title, 5).returncode == 0, "the menu stayed open"
+        gone = self.probe("igone" if index else "gone", title, 0.3)
+        assert gone.returncode != 0, "Escape closed the window as well as the menu"
+        return result.stdout.split("\\n")
+
+    def drop(self, title, *paths):
+        """Drops the files on the window as the shell does."""
+        result = self.probe("drop", title, *[self.winpath(p) for p in paths])
+        assert result.returncode == 0, "the drop failed (%s)" % result.stdout
+
 
 class PrintServer:
     """A CUPS scheduler of the run's own with one printer, a PDF printer
@@ -1001,6 +1030,94 @@ def case_tall_picture_prints_down_the_page_centred(s, pictures):
     assert_caption_at_the_bottom_centre(page, caption)
 
 
+def viewer_menu(file_items, view_items, maximised=False):
+    """The viewer's context menu with these File and View items."""
+    top = ["Spawn new... 100 default", "Load new... 110", "-"]
+    if maximised:
+        top += ["Restore window 118 default", "Close window 119 default", "-"]
+    return (top + ["File"] + ["  " + item for item in file_items] +
+            ["View"] + ["  " + item for item in view_items] + ["Properties 101", "-", "Help 102"])
+
+
+FILE_ITEMS = ["Save as... 111", "Delete file... 112", "Copy to clipboard 117",
+              "Print image... 113"]
+SIZING_ITEMS = ["Size window to image 115", "Size image to window 114"]
+RESTORE_ITEM = "Restore original size 116"
+WALLPAPER_ITEM = "Use as desktop wallpaper 120"
+
+
+def case_context_menu_follows_the_window_state(s, pictures):
+    s.reset_settings()
+    picture = os.path.join(s.work, "MENU.BMP")
+    shutil.copy(pictures["big"], picture)
+    s.start(s.winpath(picture))
+    s.wait_window("MENU.BMP")
+    title = "MENU.BMP - Vantirel v3.0"
+
+    def expect(menu, what):
+        actual = s.context_menu(title)
+        assert actual == menu, "%s: %s" % (what, actual)
+
+    # Shown at its size: nothing to size or restore. A right click asks.
+    assert s.client(title)[2:] == (320, 240)
+    actual = s.context_menu(title, right_click=True)
+    assert actual == viewer_menu(FILE_ITEMS, [WALLPAPER_ITEM]), "at its size: %s" % actual
+    # A smaller window: the client area differs from the picture shown.
+    s.probe("size", title, 200, 150)
+    _, _, width, height = s.client(title)
+    assert (width, height) != (320, 240)
+    expect(viewer_menu(FILE_ITEMS, SIZING_ITEMS + [WALLPAPER_ITEM]), "window made smaller")
+    # The picture resampled to the window: it fits the client area but is no
+    # longer the picture's size.
+    s.probe("command", title, CMD["size_image_to_window"])
+    expect(viewer_menu(FILE_ITEMS, [RESTORE_ITEM, WALLPAPER_ITEM]), "image sized to window")
+    # Maximised: the window commands, and the client area is the screen's.
+    s.probe("dblclick", title)
+    expect(viewer_menu(FILE_ITEMS, SIZING_ITEMS + [RESTORE_ITEM, WALLPAPER_ITEM],
+                       maximised=True), "maximised")
+    # "Restore window" sizes the window to the (resampled) picture shown.
+    s.probe("command", title, 118)
+    expect(viewer_menu(FILE_ITEMS, [RESTORE_ITEM, WALLPAPER_ITEM]), "restored")
+    assert s.client(title)[2:] == (width, height), s.client(title)
+    # The file deleted behind the viewer's back: nothing left to delete.
+    os.remove(picture)
+    no_file = [item for item in FILE_ITEMS if item != "Delete file... 112"]
+    expect(viewer_menu(no_file, [RESTORE_ITEM, WALLPAPER_ITEM]), "file deleted")
+    # Back at the picture's own size.
+    s.probe("command", title, CMD["restore_original_size"])
+    expect(viewer_menu(no_file, [WALLPAPER_ITEM]), "original size restored")
+    assert s.client(title)[2:] == (320, 240), s.client(title)
+    s.probe("key", title, VK["escape"])
+    s.wait_gone("MENU.BMP")
+
+
+def case_dropped_files_open_in_new_viewers(s, pictures):
+    s.reset_settings()
+    # A blank in the name: the new process gets the path in quotes.
+    spaced = os.path.join(s.work, "DROPPED PICTURE.BMP")
+    shutil.copy(pictures["big"], spaced)
+    s.start(pictures["sample"])
+    s.wait_window("VANTIREL.BMP")
+    s.drop("VANTIREL.BMP", spaced, pictures["palette"])
+    # Each file in a viewer of its own; the window dropped on keeps its
+    # picture.
+    assert s.wait_window("DROPPED PICTURE.BMP") == "DROPPED PICTURE.BMP - Vantirel v3.0"
+    assert s.wait_window("PAL8.BMP") == "PAL8.BMP - Vantirel v3.0"
+    assert s.probe("count", "Vantirel v3.0").stdout == "3"
+    assert s.probe("count", "VANTIREL.BMP - Vantirel v3.0").stdout == "1"
+    assert s.client("VANTIREL.BMP")[2:] == (192, 144), s.client("VANTIREL.BMP")
+    s.probe("move", "DROPPED PICTURE.BMP", 0, 0)
+    assert s.client("DROPPED PICTURE.BMP")[2:] == (320, 240), s.client("DROPPED PICTURE.BMP")
+    assert_same(s.client_pixels("DROPPED PICTURE.BMP"),
+                Image.open(pictures["big"]).convert("RGB"), 0 if s.args.depth == 24 else 8,
+                "dropped picture")
+    for title in ("VANTIREL.BMP", "DROPPED PICTURE.BMP", "PAL8.BMP"):
+        s.probe("key", title, VK["escape"])
+    s.wait_gone("Vantirel v3.0")
+    time.sleep(0.3)
+    assert s.reg_value("stat.iOpen") == ("REG_DWORD", "0x3"), s.reg_value("stat.iOpen")
+
+
 CASES_24 = [case_title_size_and_pixels, case_settings_written_by_last_instance,
             case_title_with_resolution, case_panning_keys, case_failing_file_shows_its_message,
             case_several_arguments_start_several_processes, case_wallpaper,
@@ -1009,9 +1126,11 @@ CASES_24 = [case_title_size_and_pixels, case_settings_written_by_last_instance,
             case_double_click_maximises_and_restore_sizes_to_the_picture,
             case_spawn_new_and_load_new, case_slide_show_plays_in_the_viewer,
             case_no_argument_shows_the_open_dialog, case_copy_to_clipboard,
-            case_properties_sheet_shows_the_picture_and_options_reach_every_viewer]
+            case_properties_sheet_shows_the_picture_and_options_reach_every_viewer,
+            case_context_menu_follows_the_window_state, case_dropped_files_open_in_new_viewers]
 CASES_16 = [case_title_size_and_pixels, case_title_with_resolution, case_panning_keys,
-            case_dither15_on_high_colour]
+            case_dither15_on_high_colour, case_context_menu_follows_the_window_state,
+            case_dropped_files_open_in_new_viewers]
 CASES_PRINT = [case_cancelling_the_print_dialog_prints_nothing,
                case_wide_picture_prints_across_the_page_above_its_caption,
                case_tall_picture_prints_down_the_page_centred]

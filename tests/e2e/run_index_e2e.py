@@ -346,12 +346,37 @@ def case_a_show_chosen_in_an_index_plays_in_a_new_process(s, files):
     assert s.probe("igone", "SUB - Vantirel Index", 15).returncode == 0
 
 
+def case_the_index_menu_and_dropped_files(s, files):
+    s.reset_settings()
+    title = "NOPICS - Vantirel Index"
+    s.start(s.winpath(os.path.join(files["empty"], "index.vti")))
+    assert s.probe("iwait", "NOPICS", 20).stdout == title
+    wait_built(s, title, 0)
+    # The running index's own menu, read inside its process.
+    menu = s.context_menu(title, index=True)
+    assert menu == ["Spawn viewer 100 default", "-", "Properties 101", "Recreate 122", "-",
+                    "Help 102"], menu
+    # Files dropped on an index each open in a viewer of their own.
+    s.drop(title, files["blank name"], files["wide"])
+    assert s.wait_window("MY PIC.BMP") == "MY PIC.BMP - Vantirel v3.0"
+    assert s.wait_window("WIDE.BMP") == "WIDE.BMP - Vantirel v3.0"
+    assert s.client("MY PIC.BMP")[2:] == (192, 144), s.client("MY PIC.BMP")
+    assert s.client("WIDE.BMP")[2:] == (400, 300), s.client("WIDE.BMP")
+    assert s.probe("icount", title).stdout == "1"
+    for viewer in ("MY PIC.BMP", "WIDE.BMP"):
+        s.probe("key", viewer, VK["escape"])
+    s.wait_gone("Vantirel v3.0")
+    s.probe("key", title, VK["escape"])
+    assert s.probe("igone", title, 15).returncode == 0
+
+
 CASES = [case_index_shows_thumbnails_fits_and_opens_entries,
          case_an_index_without_pictures_shrinks_to_the_margins,
          case_a_new_thumbnail_size_rebuilds_every_index,
          case_a_slide_show_loop_plays_in_order_and_closes_the_window,
          case_closing_the_window_ends_an_endless_show,
-         case_a_show_chosen_in_an_index_plays_in_a_new_process]
+         case_a_show_chosen_in_an_index_plays_in_a_new_process,
+         case_the_index_menu_and_dropped_files]
 
 
 def make_files(s):

@@ -20,7 +20,7 @@
 
 namespace {
 
-// Wine's menu window answers this with the menu it shows.
+// A menu window answers this with the menu it shows.
 constexpr UINT kGetMenuMessage = 0x01E1;  // MN_GETHMENU
 
 // The menus this process shows: the context menu and any submenu opened

@@ -4,8 +4,10 @@
 Starts Xvfb at the given depth, a Wine prefix of its own, and runs the cases
 below one after the other. Each case starts Vantirel.exe like a user would,
 watches it through the probe program (window titles, client rectangles,
-message boxes, posted commands and keys), X screenshots and the registry,
-and checks exact values. Exits 1 when any case fails.
+message boxes, the context menu as read inside the program's process,
+posted commands and keys, files dropped as the shell drops them), X
+screenshots and the registry, and checks exact values. Exits 1 when any
+case fails.
 
 "--suite print" runs the printing cases instead, on a PDF printer of the
 run's own (a private CUPS scheduler with cups-pdf); it exits 77 (skipped)

@@ -6,9 +6,9 @@ preparation, the probe program) and runs its own cases: an index of a
 directory of generated pictures (cells, thumbnails pixel by pixel, the fitted
 window, clicks that open viewers and further indexes), an empty index, the
 thumbnail size changed through the shared settings, slide shows with loops
-observed title by title, a show ended by closing its window, and a show
-chosen in an index window, which plays in a process of its own. Exits 1 when
-any case fails.
+observed title by title, a show ended by closing its window, a show chosen
+in an index window, which plays in a process of its own, and the index's
+context menu and files dropped on it. Exits 1 when any case fails.
 """
 import argparse
 import math

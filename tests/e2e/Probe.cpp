@@ -57,6 +57,8 @@
 //                          follow as the item's state has them
 //   menu-gone TITLE SECONDS
 //                          waits until its process shows no context menu
+//   menu-place TITLE       "x y": the screen position of the top-left corner
+//                          of the context menu its process shows
 //   drop TITLE PATH...     drops the files on it as the shell does; answers
 //                          the agent's exit code
 // "menu" and "drop" are carried out inside the window's process: Wine lets
@@ -322,6 +324,7 @@ long RunAgent(HWND window, const char* routine, const std::string& text, DWORD m
 struct MenuSearch {
     DWORD process;
     bool found = false;
+    HWND menu = nullptr;
 };
 BOOL CALLBACK FindMenuOf(HWND window, LPARAM data) {
     auto* search = reinterpret_cast<MenuSearch*>(data);
@@ -330,16 +333,21 @@ BOOL CALLBACK FindMenuOf(HWND window, LPARAM data) {
     char windowClass[16] = {};
     GetClassNameA(window, windowClass, sizeof windowClass);
     if (process == search->process && std::strcmp(windowClass, "#32768") == 0 &&
-        IsWindowVisible(window))
+        IsWindowVisible(window)) {
         search->found = true;
+        search->menu = window;
+    }
     return !search->found;
 }
-bool MenuShown(HWND window) {
+// The window of the context menu the window's process shows, or null. A
+// submenu opened from it would be a second one: the tests open none.
+HWND ShownMenu(HWND window) {
     MenuSearch search{0};
     GetWindowThreadProcessId(window, &search.process);
     EnumWindows(FindMenuOf, reinterpret_cast<LPARAM>(&search));
-    return search.found;
+    return search.menu;
 }
+bool MenuShown(HWND window) { return ShownMenu(window) != nullptr; }
 
 // Carries out one request; the answer goes to *out. Returns 0 on success.
 int Execute(const std::vector<std::string>& a, std::string* out) {
@@ -459,6 +467,15 @@ int Execute(const std::vector<std::string>& a, std::string* out) {
             if (GetTickCount() > end) return 1;
             Sleep(50);
         }
+        return 0;
+    }
+    if (verb == "menu-place") {
+        HWND window = Require(title);
+        if (!window) return 1;
+        HWND menu = ShownMenu(window);
+        RECT place;
+        if (!menu || !GetWindowRect(menu, &place)) return 1;
+        *out = std::to_string(place.left) + " " + std::to_string(place.top);
         return 0;
     }
     if (verb == "drop") {

@@ -236,24 +236,31 @@ class Session:
     def winpath(self, path):
         return "Z:" + os.path.abspath(path).replace("/", "\\")
 
-    def context_menu(self, title, right_click=False, index=False):
+    def context_menu(self, title, right_click=False, index=False, keyboard=False):
         """The context menu the window titled like `title` shows when asked
         for one near its client area's top-left corner (by a right click, or
-        else by the request itself), as read inside its process: one line
-        per item, submenu items indented (see the probe's "menu"). The menu
-        is closed again with Escape, which must not reach the window."""
+        else by the request itself; `keyboard` asks as the menu key does,
+        with no position), as read inside its process: one line per item,
+        submenu items indented (see the probe's "menu"). The menu must open
+        where it was asked for (the client area's corner from the keyboard).
+        It is closed again with Escape, which must not reach the window."""
         x, y, _, _ = self.client(title)
-        x, y = max(x, 0) + 10, max(y, 0) + 10
-        if right_click:
-            self.run(["xdotool", "mousemove", str(x), str(y), "click", "3"], check=True)
+        if keyboard:
+            self.probe("contextmenu", title, -1, -1)
         else:
-            self.probe("contextmenu", title, x, y)
+            x, y = max(x, 0) + 10, max(y, 0) + 10
+            if right_click:
+                self.run(["xdotool", "mousemove", str(x), str(y), "click", "3"], check=True)
+            else:
+                self.probe("contextmenu", title, x, y)
         result = self.probe("menu", title)
+        place = self.probe("menu-place", title).stdout
         if right_click:
             # Out of the way of menus opened later (it would open a submenu
             # it rested on).
             self.run(["xdotool", "mousemove", "1023", "767"], check=True)
         assert result.returncode == 0, "no context menu (%s)" % result.stdout
+        assert place == "%d %d" % (x, y), "menu at %s, asked for at %d %d" % (place, x, y)
         self.probe("key", title, VK["escape"])
         assert self.probe("menu-gone", title, 5).returncode == 0, "the menu stayed open"
         gone = self.probe("igone" if index else "gone", title, 0.3)
@@ -1056,8 +1063,8 @@ def case_context_menu_follows_the_window_state(s, pictures):
     s.wait_window("MENU.BMP")
     title = "MENU.BMP - Vantirel v3.0"
 
-    def expect(menu, what):
-        actual = s.context_menu(title)
+    def expect(menu, what, keyboard=False):
+        actual = s.context_menu(title, keyboard=keyboard)
         assert actual == menu, "%s: %s" % (what, actual)
 
     # Shown at its size: nothing to size or restore. A right click asks.
@@ -1079,7 +1086,10 @@ def case_context_menu_follows_the_window_state(s, pictures):
                        maximised=True), "maximised")
     # "Restore window" sizes the window to the (resampled) picture shown.
     s.probe("command", title, 118)
-    expect(viewer_menu(FILE_ITEMS, [RESTORE_ITEM, WALLPAPER_ITEM]), "restored")
+    # From the keyboard this time: the menu opens at the client area's corner
+    # (the window moved where that corner is on the screen).
+    s.probe("move", title, 50, 60)
+    expect(viewer_menu(FILE_ITEMS, [RESTORE_ITEM, WALLPAPER_ITEM]), "restored", keyboard=True)
     assert s.client(title)[2:] == (width, height), s.client(title)
     # The file deleted behind the viewer's back: nothing left to delete.
     os.remove(picture)

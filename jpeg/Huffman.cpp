@@ -81,30 +81,26 @@ inline int32_t Extend(uint32_t value, int s) {
                                    : static_cast<int32_t>(value);
 }
 
-template <bool kStoreAc>
-int DecodeBlockT(BitReader* reader, const HuffTable* dc, const HuffTable* ac, int32_t* predictor,
-                 int32_t* block) {
-    // The reader lives in the decoder's state, which the compiler cannot
-    // tell apart from the block; a copy keeps it in registers.
-    BitReader r = *reader;
-    if (r.bits < kRefillBelow) Refill(&r);
-    int s = DecodeSymbol(&r, dc);
+// The DC term: its difference added to the predictor.
+inline void DecodeDc(BitReader* r, const HuffTable* dc, int32_t* predictor) {
+    if (r->bits < kRefillBelow) Refill(r);
+    const int s = DecodeSymbol(r, dc);
     if (s) {
         int32_t difference;
         if (s <= 16) {
-            if (r.bits < 16) Refill(&r);
-            difference = Extend(Peek(&r, s), s);
-            Consume(&r, s);
+            if (r->bits < 16) Refill(r);
+            difference = Extend(Peek(r, s), s);
+            Consume(r, s);
         } else {
             // A DC magnitude category above 16 only comes from a corrupt
             // table: its bits are consumed and the last 16 taken as the value.
             int left = s;
             uint32_t value = 0;
             while (left > 0) {
-                if (r.bits < kRefillBelow) Refill(&r);
+                if (r->bits < kRefillBelow) Refill(r);
                 const int take = left < 16 ? left : 16;
-                value = (value << take) | Peek(&r, take);
-                Consume(&r, take);
+                value = (value << take) | Peek(r, take);
+                Consume(r, take);
                 left -= take;
             }
             difference = Extend(value & 0xFFFF, 16);
@@ -112,7 +108,48 @@ int DecodeBlockT(BitReader* reader, const HuffTable* dc, const HuffTable* ac, in
         *predictor = static_cast<int32_t>(static_cast<uint32_t>(*predictor) +
                                           static_cast<uint32_t>(difference));
     }
+}
+
+// The AC terms of a block stepped over: only where they end in the bits
+// matters. Runs of terms go a skip-table lookup at a time; a term the table
+// does not hold whole, or a run that could carry the index past the last
+// coefficient, goes a symbol at a time as the full decode takes it.
+inline void SkipAc(BitReader* r, const HuffTable* ac) {
+    const uint16_t* const skip = ac->skipAc;
+    int k = 1;
+    while (k < 64) {
+        if (r->bits < kRefillBelow) Refill(r);
+        const uint32_t entry = skip[Peek(r, kSkipBits)];
+        if (k + static_cast<int>((entry >> 4) & 63) < 64) {
+            Consume(r, static_cast<int>(entry & 15));
+            k += static_cast<int>(entry >> 10);
+            continue;
+        }
+        const int rs = DecodeSymbol(r, ac);
+        const int s = rs & 15;
+        if (s == 0) {
+            if ((rs >> 4) != 15) break;
+            k += 16;
+            continue;
+        }
+        Consume(r, s);
+        k += (rs >> 4) + 1;
+    }
+}
+
+template <bool kStoreAc>
+int DecodeBlockT(BitReader* reader, const HuffTable* dc, const HuffTable* ac, int32_t* predictor,
+                 int32_t* block) {
+    // The reader lives in the decoder's state, which the compiler cannot
+    // tell apart from the block; a copy keeps it in registers.
+    BitReader r = *reader;
+    DecodeDc(&r, dc, predictor);
     block[0] = *predictor;
+    if (!kStoreAc) {
+        SkipAc(&r, ac);
+        *reader = r;
+        return 0;
+    }
 
     const FastAcEntry* const fastAc = ac->fastAc;
     int last = 0;
@@ -124,14 +161,14 @@ int DecodeBlockT(BitReader* reader, const HuffTable* dc, const HuffTable* ac, in
             // End of block carries a run that takes k past 63.
             k += entry.run;
             if (entry.value) {  // zero only for ZRL and end of block
-                if (kStoreAc) block[kZigZagToNatural[k]] = entry.value;
+                block[kZigZagToNatural[k]] = entry.value;
                 last = k;
             }
             continue;
         }
         const int rs = DecodeSymbol(&r, ac);
         const int run = rs >> 4;
-        s = rs & 15;
+        const int s = rs & 15;
         if (s == 0) {
             if (run != 15) break;
             k += 15;
@@ -140,11 +177,55 @@ int DecodeBlockT(BitReader* reader, const HuffTable* dc, const HuffTable* ac, in
         k += run;
         const int32_t value = Extend(Peek(&r, s), s);
         Consume(&r, s);
-        if (kStoreAc) block[kZigZagToNatural[k]] = value;
+        block[kZigZagToNatural[k]] = value;
         last = k;
     }
     *reader = r;
     return last > 63 ? 63 : last;
+}
+
+// The bit-at-a-time procedure on the first `known` bits of `prefix` (a
+// kSkipBits-bit number) from bit `from` on: the symbol, and its code length
+// in *length, or -1 when the code is longer than the bits known.
+int ResolvePrefix(const HuffTable* t, uint32_t prefix, int from, int known, int* length) {
+    int32_t c = 0;
+    int l = 0;
+    do {
+        ++l;
+        c = c * 2 + static_cast<int32_t>((prefix >> (kSkipBits - from - l)) & 1);
+    } while (c > t->largest[l] && l < known);
+    if (c > t->largest[l]) return -1;
+    *length = l;
+    return t->symbols[(t->firstSymbol[l] + c - t->smallest[l]) & 255];
+}
+
+void DeriveSkipTable(HuffTable* t) {
+    for (uint32_t prefix = 0; prefix < (1u << kSkipBits); ++prefix) {
+        int used = 0, before = 0, advance = 0;
+        while (used < kSkipBits) {
+            int length;
+            const int symbol = ResolvePrefix(t, prefix, used, kSkipBits - used, &length);
+            if (symbol < 0) break;
+            const int run = symbol >> 4, s = symbol & 15;
+            if (s == 0 && run != 15) {  // end of block: nothing after it matters
+                used += length;
+                before = advance;
+                advance = 63;
+                break;
+            }
+            if (used + length + s > kSkipBits) break;
+            // A later term that would carry the advance past 63 waits for the
+            // next lookup (the first one's advance is at most 16).
+            const int step = s == 0 ? 16 : run + 1;
+            if (advance + step > 63) break;
+            used += length + s;
+            before = advance;
+            advance += step;
+        }
+        t->skipAc[prefix] = used == 0
+                                ? static_cast<uint16_t>(63 << 4)
+                                : static_cast<uint16_t>(used | (before << 4) | (advance << 10));
+    }
 }
 
 }  // namespace
@@ -202,6 +283,7 @@ void DeriveTable(HuffTable* t) {
                                           static_cast<uint8_t>(run), static_cast<uint8_t>(l + s)};
         }
     }
+    DeriveSkipTable(t);
 }
 
 void StartBits(BitReader* reader, const uint8_t* data, size_t size, size_t position) {

@@ -26,8 +26,9 @@ size_t BitCursor(const BitReader* reader, bool* partlyUsed);
 
 // Decodes one block into `block` (natural order, zeroed by the caller) and
 // updates the predictor. Returns the highest zig-zag index written, capped
-// at 63 (0 when only the DC term was). With storeAc false the AC terms are
-// decoded and dropped (the one-eighth decode needs only DC).
+// at 63 (0 when only the DC term was). With storeAc false only the DC term
+// is written and the AC terms are stepped over (the one-eighth decode needs
+// only DC).
 int DecodeBlock(BitReader* reader, const HuffTable* dc, const HuffTable* ac, int32_t* predictor,
                 int32_t* block, bool storeAc);
 

@@ -12,6 +12,10 @@ namespace jpeg {
 // Lookahead width of the Huffman tables: codes (and, for AC tables, code
 // plus magnitude bits) of at most this many bits decode with one lookup.
 constexpr int kLookBits = 11;
+// Lookahead width of the AC skip tables of the one-eighth decode: every
+// whole run of AC codes with their magnitude bits within this many bits is
+// stepped over with one lookup (at most 15: the length has four bits).
+constexpr int kSkipBits = 12;
 constexpr int kMaxComponents = 4;
 constexpr int kMaxBlocksPerMcu = 10;
 }  // namespace jpeg
@@ -68,6 +72,14 @@ struct HuffTable {
     // first kLookBits bits begin with, 0 when it is longer.
     uint16_t look[1 << jpeg::kLookBits];
     FastAcEntry fastAc[1 << jpeg::kLookBits];
+    // For skipping AC terms without their values, per kSkipBits-bit prefix:
+    // the terms (code and magnitude bits, end of block included) that the
+    // prefix holds whole, as bits 0-3 the bits they take, bits 4-9 the
+    // zig-zag advance of all but the last and bits 10-15 the advance of all
+    // (63 when the last is end of block). A term run that the bits resolve
+    // may be taken at zig-zag index k when k plus the first advance is below
+    // 64; an entry resolving nothing says 63 there, which no k passes.
+    uint16_t skipAc[1 << jpeg::kSkipBits];
 };
 
 // Reads the entropy-coded bytes as one bit stream: a byte that follows 0xFF

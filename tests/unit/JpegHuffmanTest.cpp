@@ -159,12 +159,13 @@ void CompareWithReference(const std::vector<uint8_t>& data, const HuffTable& dc,
     int32_t fastPredictor = 0, serialPredictor = 0;
     for (int b = 0; b < blocks; ++b) {
         int32_t fastBlock[64] = {0}, serialBlock[64] = {0};
-        jpeg::DecodeBlock(&fast, &dc, &ac, &fastPredictor, fastBlock, storeAc);
+        const int last = jpeg::DecodeBlock(&fast, &dc, &ac, &fastPredictor, fastBlock, storeAc);
         SerialBlock(&serial, serialDc, serialAc, &serialPredictor, serialBlock);
         if (storeAc) {
             ASSERT_EQ(0, std::memcmp(fastBlock, serialBlock, sizeof fastBlock)) << "block " << b;
         } else {
             ASSERT_EQ(fastBlock[0], serialBlock[0]) << "block " << b;
+            ASSERT_EQ(last, 0) << "block " << b;
             for (int k = 1; k < 64; ++k) ASSERT_EQ(fastBlock[k], 0) << "block " << b;
         }
         ASSERT_EQ(fastPredictor, serialPredictor);

@@ -38,7 +38,6 @@ inline void Refill(BitReader* r) {
             r->acc |= word >> r->bits;
             r->bits += 8 * count;
             r->position += static_cast<size_t>(count);
-            r->loaded += static_cast<uint64_t>(count);
             return;
         }
     }
@@ -49,7 +48,6 @@ inline void Refill(BitReader* r) {
         r->position += byte == 0xFF ? 2 : 1;
         r->acc |= byte << (56 - r->bits);
         r->bits += 8;
-        ++r->loaded;
     }
 }
 
@@ -230,7 +228,7 @@ void DeriveSkipTable(HuffTable* t) {
 
 }  // namespace
 
-void DeriveTable(HuffTable* t) {
+void DeriveTable(HuffTable* t, bool skipTable) {
     // Canonical codes: consecutive values within a length, doubled when the
     // length grows.
     int32_t codes[257];
@@ -283,7 +281,13 @@ void DeriveTable(HuffTable* t) {
                                           static_cast<uint8_t>(run), static_cast<uint8_t>(l + s)};
         }
     }
-    DeriveSkipTable(t);
+    if (skipTable) {
+        DeriveSkipTable(t);
+    } else {
+        // Nothing resolved: a DC-only decode would still be exact, a symbol
+        // at a time.
+        for (uint16_t& entry : t->skipAc) entry = 63 << 4;
+    }
 }
 
 void StartBits(BitReader* reader, const uint8_t* data, size_t size, size_t position) {
@@ -291,40 +295,31 @@ void StartBits(BitReader* reader, const uint8_t* data, size_t size, size_t posit
     reader->size = size;
     reader->position = position;
     reader->start = position;
-    reader->loaded = 0;
     reader->acc = 0;
     reader->bits = 0;
 }
 
 size_t BitCursor(const BitReader* reader, bool* partlyUsed) {
-    // The consumed bits in whole data bytes, walked from the start with the
-    // same 0xFF rule as the loads.
-    const uint64_t consumed = 8 * reader->loaded - static_cast<uint64_t>(reader->bits);
+    // The unconsumed bits are the last data bytes loaded, up to eight of
+    // them: the cursor is that many data bytes before the load position.
+    // Data bytes are found walking forwards from one known to be data: the
+    // start, or any byte whose predecessor is not 0xFF (a plain byte is
+    // followed by data, and so is the byte skipped after a 0xFF). Bytes past
+    // the end count as zeros, one position each.
     const uint8_t* const data = reader->data;
-    const size_t size = reader->size;
-    size_t position = reader->start;
-    uint64_t left = consumed / 8;
-    while (left > 0) {
-        if (position >= size) {  // zeros past the end, one position each
-            position += static_cast<size_t>(left);
-            break;
-        }
-        const size_t span = left < size - position ? static_cast<size_t>(left) : size - position;
-        const void* ff = std::memchr(data + position, 0xFF, span);
-        if (!ff) {
-            position += span;
-            left -= span;
-            continue;
-        }
-        // The plain bytes up to the 0xFF, the 0xFF itself, and the byte
-        // after it that is never data.
-        const size_t plain =
-            static_cast<size_t>(static_cast<const uint8_t*>(ff) - (data + position));
-        position += plain + 2;
-        left -= plain + 1;
-    }
-    *partlyUsed = consumed % 8 != 0;
-    return position;
+    const size_t size = reader->size, start = reader->start, position = reader->position;
+    auto step = [&](size_t at) -> size_t { return at < size && data[at] == 0xFF ? 2 : 1; };
+    const size_t back = static_cast<size_t>(reader->bits + 7) / 8;
+    // Each data byte takes at most two positions, so twice as many
+    // positions back there are enough of them.
+    size_t from = position - start > 2 * back ? position - 2 * back : start;
+    while (from > start && from - 1 < size && data[from - 1] == 0xFF) --from;
+    size_t count = 0;
+    for (size_t at = from; at < position; at += step(at)) ++count;
+    size_t cursor = from;
+    for (size_t i = back; i < count; ++i) cursor += step(cursor);
+    *partlyUsed = reader->bits % 8 != 0;
+    return cursor;
 }
 
 int DecodeBlock(BitReader* reader, const HuffTable* dc, const HuffTable* ac, int32_t* predictor,
@@ -339,13 +334,19 @@ bool HuffStartOfScan(JpegState* state) {
     // of another still finds derived tables.
     const int frameCount =
         state->componentCount < kMaxComponents ? state->componentCount : kMaxComponents;
+    unsigned dcUsed = 0, acUsed = 0;
     for (int i = 0; i < state->scanCount + frameCount; ++i) {
         const JpegComponent* component = i < state->scanCount
                                              ? state->scanComponents[i]
                                              : state->components[i - state->scanCount];
         // Table numbers are four bits in SOS; only 0..3 exist.
-        DeriveTable(&state->dcTables[component->dcTable & 3]);
-        DeriveTable(&state->acTables[component->acTable & 3]);
+        dcUsed |= 1u << (component->dcTable & 3);
+        acUsed |= 1u << (component->acTable & 3);
+    }
+    // Each table once; only the one-eighth decode skips AC terms.
+    for (int t = 0; t < 4; ++t) {
+        if (dcUsed & (1u << t)) DeriveTable(&state->dcTables[t], false);
+        if (acUsed & (1u << t)) DeriveTable(&state->acTables[t], state->dcOnly != 0);
     }
     for (int32_t& predictor : state->dcPredictor) predictor = 0;
     state->mcusToRestart = state->restartInterval;

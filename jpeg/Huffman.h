@@ -16,8 +16,9 @@
 namespace jpeg {
 
 // Builds smallest/largest/first-symbol and the lookahead tables from the
-// counts and symbols.
-void DeriveTable(HuffTable* table);
+// counts and symbols, and with skipTable the AC skip table of the one-eighth
+// decode.
+void DeriveTable(HuffTable* table, bool skipTable = true);
 
 void StartBits(BitReader* reader, const uint8_t* data, size_t size, size_t position);
 // Where the bit-at-a-time reader's cursor stands (the byte it is consuming,

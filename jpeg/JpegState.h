@@ -86,14 +86,13 @@ struct HuffTable {
 // is skipped whatever it is, and past the end of the mapped bytes the stream
 // is zeros. The unconsumed bits sit at the top of `acc` (the next bit is bit
 // 63), so a lookahead is one shift. Where the stream stands in the file is
-// worked out only when restart handling asks, by walking the `loaded` data
-// bytes from `start`.
+// worked out only when restart handling or the end of the scan asks, from
+// the load position and the bits not yet consumed.
 struct BitReader {
     const uint8_t* data;
     size_t size;
     size_t position;  // next byte to load (may run past size: zeros)
     size_t start;     // where this stretch of the stream began
-    uint64_t loaded;  // data bytes taken in since start
     uint64_t acc;
     int bits;  // unconsumed bits at the top of acc
 };

@@ -1,5 +1,6 @@
 #include "jpeg/Huffman.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "core/Platform.h"
@@ -118,9 +119,11 @@ inline void SkipAc(BitReader* r, const HuffTable* ac) {
     while (k < 64) {
         if (r->bits < kRefillBelow) Refill(r);
         const uint32_t entry = skip[Peek(r, kSkipBits)];
-        if (k + static_cast<int>((entry >> 4) & 63) < 64) {
-            Consume(r, static_cast<int>(entry & 15));
-            k += static_cast<int>(entry >> 10);
+        if (k + static_cast<int>((entry >> 6) & 127) <= 64) {
+            // The length is the entry's low six bits: the shift takes them
+            // as they are.
+            Consume(r, static_cast<int>(entry & 63));
+            k += static_cast<int>(entry >> 6);
             continue;
         }
         const int rs = DecodeSymbol(r, ac);
@@ -182,47 +185,67 @@ int DecodeBlockT(BitReader* reader, const HuffTable* dc, const HuffTable* ac, in
     return last > 63 ? 63 : last;
 }
 
-// The bit-at-a-time procedure on the first `known` bits of `prefix` (a
-// kSkipBits-bit number) from bit `from` on: the symbol, and its code length
-// in *length, or -1 when the code is longer than the bits known.
-int ResolvePrefix(const HuffTable* t, uint32_t prefix, int from, int known, int* length) {
-    int32_t c = 0;
-    int l = 0;
-    do {
-        ++l;
-        c = c * 2 + static_cast<int32_t>((prefix >> (kSkipBits - from - l)) & 1);
-    } while (c > t->largest[l] && l < known);
-    if (c > t->largest[l]) return -1;
-    *length = l;
-    return t->symbols[(t->firstSymbol[l] + c - t->smallest[l]) & 255];
-}
-
 void DeriveSkipTable(HuffTable* t) {
-    for (uint32_t prefix = 0; prefix < (1u << kSkipBits); ++prefix) {
-        int used = 0, before = 0, advance = 0;
-        while (used < kSkipBits) {
-            int length;
-            const int symbol = ResolvePrefix(t, prefix, used, kSkipBits - used, &length);
-            if (symbol < 0) break;
+    // First the single term each prefix begins with: its bits, bits 0-4;
+    // its zig-zag advance, bits 5-9; end of block, bit 10; 0 when the term
+    // does not fit. A term that fits within the first n bits is found the
+    // same whatever follows them, so a prefix shifted left by the bits
+    // already used finds the next term, when that one fits in what is left.
+    //
+    // The bit-at-a-time procedure stops at the first length l whose l-bit
+    // head h of the prefix is no larger than largest[l], that is where the
+    // prefix is below (largest[l] + 1) << (kSkipBits - l): each length takes
+    // the prefixes from where the shorter ones ended up to its own end, in
+    // runs of one code each.
+    uint16_t single[1 << kSkipBits];
+    constexpr int64_t kPrefixes = int64_t{1} << kSkipBits;
+    int64_t resolved = 0;
+    for (int l = 1; l <= kSkipBits; ++l) {
+        if (t->largest[l] < 0) continue;
+        const int64_t end =
+            std::min(kPrefixes, (static_cast<int64_t>(t->largest[l]) + 1) << (kSkipBits - l));
+        while (resolved < end) {
+            const int64_t code = resolved >> (kSkipBits - l);
+            const int64_t codeEnd = std::min(end, (code + 1) << (kSkipBits - l));
+            const int symbol =
+                t->symbols[(t->firstSymbol[l] + static_cast<int32_t>(code) - t->smallest[l]) & 255];
             const int run = symbol >> 4, s = symbol & 15;
-            if (s == 0 && run != 15) {  // end of block: nothing after it matters
+            uint16_t term = 0;
+            if (s == 0 && run != 15)
+                term = static_cast<uint16_t>(l | 1 << 10);
+            else if (l + s <= kSkipBits)
+                term = static_cast<uint16_t>((l + s) | (s == 0 ? 16 : run + 1) << 5);
+            for (; resolved < codeEnd; ++resolved) single[resolved] = term;
+        }
+    }
+    for (; resolved < kPrefixes; ++resolved) single[resolved] = 0;
+    constexpr uint32_t kMask = (1u << kSkipBits) - 1;
+    for (uint32_t prefix = 0; prefix < (1u << kSkipBits); ++prefix) {
+        int used = 0, advance = 0;
+        bool endOfBlock = false;
+        while (used < kSkipBits) {
+            const uint32_t term = single[(prefix << used) & kMask];
+            const int length = static_cast<int>(term & 31);
+            if (length == 0 || used + length > kSkipBits) break;
+            if (term & (1 << 10)) {  // nothing after it matters
                 used += length;
-                before = advance;
-                advance = 63;
+                endOfBlock = true;
                 break;
             }
-            if (used + length + s > kSkipBits) break;
-            // A later term that would carry the advance past 63 waits for the
-            // next lookup (the first one's advance is at most 16).
-            const int step = s == 0 ? 16 : run + 1;
-            if (advance + step > 63) break;
-            used += length + s;
-            before = advance;
+            // The advance stops at 64 (the first term's is at most 16): a
+            // run of terms that reaches it is never taken whole.
+            const int step = static_cast<int>((term >> 5) & 31);
+            if (advance + step > 64) break;
+            used += length;
             advance += step;
         }
-        t->skipAc[prefix] = used == 0
-                                ? static_cast<uint16_t>(63 << 4)
-                                : static_cast<uint16_t>(used | (before << 4) | (advance << 10));
+        if (used == 0) {
+            t->skipAc[prefix] = kSkipNothing << 6;
+        } else if (endOfBlock) {
+            t->skipAc[prefix] = static_cast<uint16_t>(used | (advance + 1) << 6 | 1 << 15);
+        } else {
+            t->skipAc[prefix] = static_cast<uint16_t>(used | advance << 6);
+        }
     }
 }
 
@@ -286,7 +309,7 @@ void DeriveTable(HuffTable* t, bool skipTable) {
     } else {
         // Nothing resolved: a DC-only decode would still be exact, a symbol
         // at a time.
-        for (uint16_t& entry : t->skipAc) entry = 63 << 4;
+        for (uint16_t& entry : t->skipAc) entry = kSkipNothing << 6;
     }
 }
 

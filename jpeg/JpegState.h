@@ -14,8 +14,10 @@ namespace jpeg {
 constexpr int kLookBits = 11;
 // Lookahead width of the AC skip tables of the one-eighth decode: every
 // whole run of AC codes with their magnitude bits within this many bits is
-// stepped over with one lookup (at most 15: the length has four bits).
-constexpr int kSkipBits = 12;
+// stepped over with one lookup. At 13 bits a luma and a chroma table take
+// 32 KB together, which stays in the first-level cache; a wider one steps
+// little further and takes longer to build for each picture.
+constexpr int kSkipBits = 13;
 constexpr int kMaxComponents = 4;
 constexpr int kMaxBlocksPerMcu = 10;
 }  // namespace jpeg
@@ -59,6 +61,7 @@ struct FastAcEntry {
     uint8_t length;  // bits consumed (code + magnitude)
 };
 constexpr uint8_t kFastEob = 0xFF;
+constexpr uint16_t kSkipNothing = 127;
 
 struct HuffTable {
     uint8_t counts[17];    // [0] unused, [1..16] codes of each length
@@ -74,11 +77,12 @@ struct HuffTable {
     FastAcEntry fastAc[1 << jpeg::kLookBits];
     // For skipping AC terms without their values, per kSkipBits-bit prefix:
     // the terms (code and magnitude bits, end of block included) that the
-    // prefix holds whole, as bits 0-3 the bits they take, bits 4-9 the
-    // zig-zag advance of all but the last and bits 10-15 the advance of all
-    // (63 when the last is end of block). A term run that the bits resolve
-    // may be taken at zig-zag index k when k plus the first advance is below
-    // 64; an entry resolving nothing says 63 there, which no k passes.
+    // prefix holds whole. Bits 0-5: the bits they take. Bits 6-12: their
+    // zig-zag advance A, the sum of run + 1 (end of block counting 1), which
+    // may be taken at zig-zag index k when k + A <= 64 (no term but the last
+    // then reaches past the last coefficient). Bit 15: the last is end of
+    // block, so that k plus the entry shifted down by 6 passes 64. An entry
+    // resolving nothing has A = kSkipNothing.
     uint16_t skipAc[1 << jpeg::kSkipBits];
 };
 

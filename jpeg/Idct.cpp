@@ -377,7 +377,7 @@ VANTIREL_DISPATCH_STEP(IdctFast)
 #undef VANTIREL_DISPATCH_STEP
 
 void IdctDcOnly(uint8_t* dest, int32_t* in, const int32_t* q, ptrdiff_t, ptrdiff_t, int) {
-    dest[0] = Limit()[((in[0] * q[0]) >> 3) & 1023];
+    dest[0] = DcOnlySample(in[0], q[0]);
 }
 
 }  // namespace jpeg

@@ -140,14 +140,26 @@ bool jdPipe(JpegState* state) {
             uint8_t* rowBase = placement[b].strip ? placement[b].strip : state->outputBase;
             origin[b] = rowBase + placement[b].offset;
         }
-        for (int32_t m = 0; m < state->mcusPerRow; ++m) {
-            state->decodeMcu(state, coefficients);
-            for (int b = 0; b < blocks; ++b) {
-                int32_t* block = coefficients + 64 * b;
-                const int last = state->dcOnly ? 0 : state->lastIndex[b];
-                transform(origin[b] + m * placement[b].mcuAdvance, block, placement[b].table,
-                          placement[b].rowStep, placement[b].columnStep, last);
-                ClearBlock(block, last);
+        if (state->dcOnly) {
+            // One sample per block, written here; the entropy decoder writes
+            // each block's DC term afresh and nothing else, so the buffer
+            // needs no clearing.
+            for (int32_t m = 0; m < state->mcusPerRow; ++m) {
+                state->decodeMcu(state, coefficients);
+                for (int b = 0; b < blocks; ++b)
+                    origin[b][m * placement[b].mcuAdvance] =
+                        jpeg::DcOnlySample(coefficients[64 * b], placement[b].table[0]);
+            }
+        } else {
+            for (int32_t m = 0; m < state->mcusPerRow; ++m) {
+                state->decodeMcu(state, coefficients);
+                for (int b = 0; b < blocks; ++b) {
+                    int32_t* block = coefficients + 64 * b;
+                    const int last = state->lastIndex[b];
+                    transform(origin[b] + m * placement[b].mcuAdvance, block, placement[b].table,
+                              placement[b].rowStep, placement[b].columnStep, last);
+                    ClearBlock(block, last);
+                }
             }
         }
         if (bands)

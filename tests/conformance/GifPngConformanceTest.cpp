@@ -462,8 +462,8 @@ std::string GifbuildImage(int width, int height, int colours, int seed, bool int
 // image the size of the screen, or a first image that covers it and is
 // compared through giftopnm).
 std::string Gifbuild(const std::string& name, const std::string& text) {
-    const std::string spec = test::WriteTempFile(name + ".txt", Bytes(text.begin(), text.end()));
-    return Generate({name, "gifbuild " + Quoted(spec) + " > OUT"});
+    const std::string script = test::WriteTempFile(name + ".txt", Bytes(text.begin(), text.end()));
+    return Generate({name, "gifbuild " + Quoted(script) + " > OUT"});
 }
 
 bool Gif2rgbReference(const std::string& path, test::RgbPicture* picture) {

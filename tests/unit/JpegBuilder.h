@@ -12,25 +12,25 @@ namespace jpegtest {
 
 using Bytes = std::vector<uint8_t>;
 
-struct HuffSpec {
+struct HuffDefinition {
     uint8_t counts[17] = {0};  // [1..16]
     std::vector<uint8_t> symbols;
 };
 
 // The example tables of the JPEG standard (luminance DC and AC).
-inline HuffSpec StandardDc() {
-    HuffSpec spec;
+inline HuffDefinition StandardDc() {
+    HuffDefinition definition;
     const uint8_t counts[16] = {0, 1, 5, 1, 1, 1, 1, 1, 1, 0, 0, 0, 0, 0, 0, 0};
-    for (int l = 1; l <= 16; ++l) spec.counts[l] = counts[l - 1];
-    spec.symbols = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11};
-    return spec;
+    for (int l = 1; l <= 16; ++l) definition.counts[l] = counts[l - 1];
+    definition.symbols = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11};
+    return definition;
 }
 
-inline HuffSpec StandardAc() {
-    HuffSpec spec;
+inline HuffDefinition StandardAc() {
+    HuffDefinition definition;
     const uint8_t counts[16] = {0, 2, 1, 3, 3, 2, 4, 3, 5, 5, 4, 4, 0, 0, 1, 0x7d};
-    for (int l = 1; l <= 16; ++l) spec.counts[l] = counts[l - 1];
-    spec.symbols = {
+    for (int l = 1; l <= 16; ++l) definition.counts[l] = counts[l - 1];
+    definition.symbols = {
         0x01, 0x02, 0x03, 0x00, 0x04, 0x11, 0x05, 0x12, 0x21, 0x31, 0x41, 0x06, 0x13, 0x51, 0x61,
         0x07, 0x22, 0x71, 0x14, 0x32, 0x81, 0x91, 0xa1, 0x08, 0x23, 0x42, 0xb1, 0xc1, 0x15, 0x52,
         0xd1, 0xf0, 0x24, 0x33, 0x62, 0x72, 0x82, 0x09, 0x0a, 0x16, 0x17, 0x18, 0x19, 0x1a, 0x25,
@@ -42,20 +42,20 @@ inline HuffSpec StandardAc() {
         0xb7, 0xb8, 0xb9, 0xba, 0xc2, 0xc3, 0xc4, 0xc5, 0xc6, 0xc7, 0xc8, 0xc9, 0xca, 0xd2, 0xd3,
         0xd4, 0xd5, 0xd6, 0xd7, 0xd8, 0xd9, 0xda, 0xe1, 0xe2, 0xe3, 0xe4, 0xe5, 0xe6, 0xe7, 0xe8,
         0xe9, 0xea, 0xf1, 0xf2, 0xf3, 0xf4, 0xf5, 0xf6, 0xf7, 0xf8, 0xf9, 0xfa};
-    return spec;
+    return definition;
 }
 
 // Canonical code and length of every symbol of a table.
 struct Codes {
     uint32_t code[256] = {0};
     int length[256] = {0};
-    explicit Codes(const HuffSpec& spec) {
+    explicit Codes(const HuffDefinition& definition) {
         uint32_t c = 0;
         size_t p = 0;
         for (int l = 1; l <= 16; ++l) {
-            for (int i = 0; i < spec.counts[l]; ++i, ++p) {
-                code[spec.symbols[p]] = c++;
-                length[spec.symbols[p]] = l;
+            for (int i = 0; i < definition.counts[l]; ++i, ++p) {
+                code[definition.symbols[p]] = c++;
+                length[definition.symbols[p]] = l;
             }
             c <<= 1;
         }
@@ -150,10 +150,10 @@ inline Bytes Dqt(int table, uint8_t value) {
     return Segment(0xDB, body);
 }
 
-inline Bytes Dht(int tableClass, int index, const HuffSpec& spec) {
+inline Bytes Dht(int tableClass, int index, const HuffDefinition& definition) {
     Bytes body = {static_cast<uint8_t>((tableClass << 4) | index)};
-    for (int l = 1; l <= 16; ++l) body.push_back(spec.counts[l]);
-    body.insert(body.end(), spec.symbols.begin(), spec.symbols.end());
+    for (int l = 1; l <= 16; ++l) body.push_back(definition.counts[l]);
+    body.insert(body.end(), definition.symbols.begin(), definition.symbols.end());
     return Segment(0xC4, body);
 }
 

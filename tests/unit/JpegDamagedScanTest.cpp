@@ -74,18 +74,18 @@ const DamagedCase kCases[] = {
     {"grey-random-tables-restarts", 64, 16, kGrey, 2, true, kRandomBytes, 255},
 };
 
-HuffSpec RandomTable(Random* random) {
-    HuffSpec spec;
+HuffDefinition RandomTable(Random* random) {
+    HuffDefinition definition;
     int total = 0;
     for (int l = 1; l <= 16; ++l) {
         const int count = random->Below(4) == 0 ? random->Below(30) : random->Below(3);
         if (total + count > 256) break;
-        spec.counts[l] = static_cast<uint8_t>(count);
+        definition.counts[l] = static_cast<uint8_t>(count);
         total += count;
     }
     for (int i = 0; i < total; ++i)
-        spec.symbols.push_back(static_cast<uint8_t>(random->Below(256)));
-    return spec;
+        definition.symbols.push_back(static_cast<uint8_t>(random->Below(256)));
+    return definition;
 }
 
 // Random entropy-coded bytes with a stuffed zero after each 0xFF.
@@ -113,9 +113,9 @@ struct Built {
 // decoder knocked off course by damage still finds its markers in order.
 Built Build(const DamagedCase& c, uint32_t seed) {
     Random random(seed);
-    HuffSpec tables[4] = {StandardDc(), StandardAc(), StandardDc(), StandardAc()};
+    HuffDefinition tables[4] = {StandardDc(), StandardAc(), StandardDc(), StandardAc()};
     if (c.randomTables)
-        for (HuffSpec& table : tables) table = RandomTable(&random);
+        for (HuffDefinition& table : tables) table = RandomTable(&random);
     Built built;
     Bytes& out = built.header;
     out = Soi();

@@ -138,11 +138,11 @@ void SerialBlock(SerialReader* r, const SerialTable& dc, const SerialTable& ac, 
     }
 }
 
-HuffTable TableFrom(const HuffSpec& spec) {
+HuffTable TableFrom(const HuffDefinition& definition) {
     HuffTable t;
     std::memset(&t, 0, sizeof t);
-    std::memcpy(t.counts, spec.counts, 17);
-    std::memcpy(t.symbols, spec.symbols.data(), spec.symbols.size());
+    std::memcpy(t.counts, definition.counts, 17);
+    std::memcpy(t.symbols, definition.symbols.data(), definition.symbols.size());
     jpeg::DeriveTable(&t);
     return t;
 }
@@ -195,20 +195,20 @@ TEST(JpegHuffman, StandardTablesMatchTheBitSerialDecoderOnRandomData) {
 TEST(JpegHuffman, CorruptTablesMatchTheBitSerialDecoder) {
     std::mt19937 random(11);
     for (int round = 0; round < 300; ++round) {
-        HuffSpec dcSpec, acSpec;
-        for (HuffSpec* spec : {&dcSpec, &acSpec}) {
+        HuffDefinition dcDefinition, acDefinition;
+        for (HuffDefinition* definition : {&dcDefinition, &acDefinition}) {
             int total = 0;
             for (int l = 1; l <= 16; ++l) {
                 // Over-full, sparse and empty lengths alike.
                 const int count = random() % 4 == 0 ? static_cast<int>(random() % 40)
                                                     : static_cast<int>(random() % 3);
                 if (total + count > 256) break;
-                spec->counts[l] = static_cast<uint8_t>(count);
+                definition->counts[l] = static_cast<uint8_t>(count);
                 total += count;
             }
-            for (int i = 0; i < total; ++i) spec->symbols.push_back(static_cast<uint8_t>(random()));
+            for (int i = 0; i < total; ++i) definition->symbols.push_back(static_cast<uint8_t>(random()));
         }
-        const HuffTable dc = TableFrom(dcSpec), ac = TableFrom(acSpec);
+        const HuffTable dc = TableFrom(dcDefinition), ac = TableFrom(acDefinition);
         std::vector<uint8_t> data(32 + random() % 200);
         for (uint8_t& byte : data) byte = static_cast<uint8_t>(random() % 5 == 0 ? 0xFF : random());
         CompareWithReference(data, dc, ac, 12);
@@ -249,7 +249,7 @@ TEST(JpegHuffman, EncodedBlocksMatchTheBitSerialDecoderKeepingAllTermsOrTheDcAlo
 TEST(JpegHuffman, ACodeLongerThanSixteenBitsStopsAtSeventeen) {
     // No codes at all: every symbol takes 17 bits and indexes the symbols by
     // its low byte.
-    HuffSpec empty;
+    HuffDefinition empty;
     empty.symbols.assign(0, 0);
     const HuffTable table = TableFrom(empty);
     const std::vector<uint8_t> zeros(16, 0);
@@ -466,18 +466,18 @@ struct SerialScan {
     }
 };
 
-HuffSpec RandomSpec(std::mt19937* random) {
-    HuffSpec spec;
+HuffDefinition RandomSpec(std::mt19937* random) {
+    HuffDefinition definition;
     int total = 0;
     for (int l = 1; l <= 16; ++l) {
         const int count = (*random)() % 4 == 0 ? static_cast<int>((*random)() % 30)
                                                : static_cast<int>((*random)() % 3);
         if (total + count > 256) break;
-        spec.counts[l] = static_cast<uint8_t>(count);
+        definition.counts[l] = static_cast<uint8_t>(count);
         total += count;
     }
-    for (int i = 0; i < total; ++i) spec.symbols.push_back(static_cast<uint8_t>((*random)()));
-    return spec;
+    for (int i = 0; i < total; ++i) definition.symbols.push_back(static_cast<uint8_t>((*random)()));
+    return definition;
 }
 }  // namespace
 
@@ -489,7 +489,7 @@ TEST(JpegHuffman, AScanWithRestartsMatchesTheBitSerialDecoderMcuByMcu) {
         const bool dcOnly = round / 2 % 2 == 1;
         std::unique_ptr<JpegState> state(new JpegState());
         state->dcOnly = dcOnly ? 1 : 0;
-        HuffSpec specs[4];
+        HuffDefinition specs[4];
         for (int t = 0; t < 2; ++t) {
             specs[2 * t] = corrupt ? RandomSpec(&random) : StandardDc();
             specs[2 * t + 1] = corrupt ? RandomSpec(&random) : StandardAc();

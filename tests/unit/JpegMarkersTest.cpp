@@ -280,14 +280,14 @@ TEST_F(JpegHeaders, ExtensionAndReservedMarkersAreFatal) {
 }
 
 TEST_F(JpegHeaders, HuffmanCountsSummingTo257FailButExactly256Pass) {
-    HuffSpec full;
+    HuffDefinition full;
     full.counts[8] = 255;
     full.counts[9] = 1;
     full.symbols.assign(256, 0);
     const Decoded ok = DecodeBytes(GreyPicture(Dht(1, 3, full)), "dht256.jpg");
     EXPECT_TRUE(ok.loaded) << ok.text;
 
-    HuffSpec over = full;
+    HuffDefinition over = full;
     over.counts[9] = 2;
     over.symbols.assign(257, 0);
     ExpectRefused(DecodeBytes(GreyPicture(Dht(1, 3, over)), "dht257.jpg"), "jpegGetDHT",

@@ -370,18 +370,6 @@ void Command(int command) {
     }
 }
 
-void ShowContextMenu(int screenX, int screenY) {
-    HMENU menu = CreateViewerMenu(BuildIndexMenu());
-    if (screenX == -1 && screenY == -1) {  // from the keyboard
-        POINT corner = {0, 0};
-        ClientToScreen(g_index.window, &corner);
-        screenX = corner.x;
-        screenY = corner.y;
-    }
-    TrackPopupMenu(menu, TPM_RIGHTBUTTON, screenX, screenY, 0, g_index.window, nullptr);
-    DestroyMenu(menu);
-}
-
 void DroppedFiles(HDROP drop) {
     const UINT count = DragQueryFileA(drop, 0xFFFFFFFF, nullptr, 0);
     for (UINT i = 0; i < count; ++i) {
@@ -439,7 +427,8 @@ LRESULT CALLBACK IndexProc(HWND window, UINT message, WPARAM wParam, LPARAM lPar
             ButtonUp(GET_X_LPARAM(lParam), GET_Y_LPARAM(lParam));
             return 0;
         case WM_CONTEXTMENU:
-            ShowContextMenu(GET_X_LPARAM(lParam), GET_Y_LPARAM(lParam));
+            TrackContextMenu(g_index.window, BuildIndexMenu(), GET_X_LPARAM(lParam),
+                             GET_Y_LPARAM(lParam));
             return 0;
         case WM_COMMAND:
             Command(LOWORD(wParam));

@@ -278,6 +278,18 @@ HMENU CreateViewerMenu(const std::vector<MenuItem>& items) {
     return menu;
 }
 
+void TrackContextMenu(HWND window, const std::vector<MenuItem>& items, int screenX, int screenY) {
+    HMENU menu = CreateViewerMenu(items);
+    if (screenX == -1 && screenY == -1) {  // from the keyboard
+        POINT corner = {0, 0};
+        ClientToScreen(window, &corner);
+        screenX = corner.x;
+        screenY = corner.y;
+    }
+    TrackPopupMenu(menu, TPM_RIGHTBUTTON, screenX, screenY, 0, window, nullptr);
+    DestroyMenu(menu);
+}
+
 namespace {
 
 void ShowContextMenu(int screenX, int screenY) {
@@ -290,15 +302,7 @@ void ShowContextMenu(int screenX, int screenY) {
                                       g_viewer.display->height != g_viewer.picture->height;
     state.dibSections = g_display.dibSections;
     state.maximised = IsZoomed(g_viewer.window) != 0;
-    HMENU menu = CreateViewerMenu(BuildViewerMenu(state));
-    if (screenX == -1 && screenY == -1) {  // from the keyboard
-        POINT corner = {0, 0};
-        ClientToScreen(g_viewer.window, &corner);
-        screenX = corner.x;
-        screenY = corner.y;
-    }
-    TrackPopupMenu(menu, TPM_RIGHTBUTTON, screenX, screenY, 0, g_viewer.window, nullptr);
-    DestroyMenu(menu);
+    TrackContextMenu(g_viewer.window, BuildViewerMenu(state), screenX, screenY);
 }
 
 void DoubleClick() {

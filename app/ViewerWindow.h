@@ -17,6 +17,11 @@ void ViewerMain(HINSTANCE instance, const char* path);
 // The context menu as a popup menu; the caller destroys it.
 HMENU CreateViewerMenu(const std::vector<MenuItem>& items);
 
+// Shows the items as the window's context menu at a screen position and
+// sends the chosen command to the window. From the keyboard (-1, -1) the
+// menu opens at the client area's top-left corner.
+void TrackContextMenu(HWND window, const std::vector<MenuItem>& items, int screenX, int screenY);
+
 // Opens a file into the viewer window, or with spawn set into a new viewer
 // process. True when the picture is shown (or the process started). A slide
 // show plays in this window, or, in the index window's process, in a new

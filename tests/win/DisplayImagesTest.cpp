@@ -9,6 +9,7 @@
 #include "display/DisplayCaps.h"
 #include "display/DisplayConversion.h"
 #include "display/DisplayImages.h"
+#include "tests/win/MemoryCanvas.h"
 
 namespace {
 
@@ -39,36 +40,15 @@ std::vector<uint8_t> GreyRamp() {
     return palette;
 }
 
-// The colour at x, y after drawing the image into a 24-bit DIB section.
-struct Canvas {
-    Canvas(int width, int height) : width(width), height(height) {
-        BITMAPINFO info = {};
-        info.bmiHeader.biSize = sizeof info.bmiHeader;
-        info.bmiHeader.biWidth = width;
-        info.bmiHeader.biHeight = -height;
-        info.bmiHeader.biPlanes = 1;
-        info.bmiHeader.biBitCount = 32;
-        dc = CreateCompatibleDC(nullptr);
-        bitmap = CreateDIBSection(dc, &info, DIB_RGB_COLORS, reinterpret_cast<void**>(&bits),
-                                  nullptr, 0);
-        previous = SelectObject(dc, bitmap);
-    }
-    ~Canvas() {
-        SelectObject(dc, previous);
-        DeleteObject(bitmap);
-        DeleteDC(dc);
-    }
+// The colour at x, y after drawing the image into a 32-bit DIB section.
+struct Canvas : MemoryCanvas {
+    Canvas(int width, int height) : MemoryCanvas(width, height) {}
     // Red, green, blue of one pixel.
     std::vector<int> At(int x, int y) const {
-        GdiFlush();
-        const uint8_t* p = bits + (static_cast<size_t>(y) * width + x) * 4;
-        return {p[2], p[1], p[0]};
+        const uint32_t colour = MemoryCanvas::At(x, y);
+        return {static_cast<int>(colour >> 16), static_cast<int>(colour >> 8 & 0xFF),
+                static_cast<int>(colour & 0xFF)};
     }
-    int width, height;
-    HDC dc;
-    HBITMAP bitmap;
-    HGDIOBJ previous;
-    uint8_t* bits = nullptr;
 };
 
 int PaletteEntries(HPALETTE palette) {

@@ -11,6 +11,7 @@
 #include "core/Settings.h"
 #include "display/DisplayCaps.h"
 #include "tests/support/TestSupport.h"
+#include "tests/win/MemoryCanvas.h"
 
 namespace {
 
@@ -75,34 +76,9 @@ std::vector<std::string> Names(IndexList* list) {
     return names;
 }
 
-// A 32-bit top-down canvas filled with one colour, read back as 0xRRGGBB.
-struct Canvas {
-    Canvas(int width, int height) : width(width), height(height) {
-        BITMAPINFO info = {};
-        info.bmiHeader.biSize = sizeof info.bmiHeader;
-        info.bmiHeader.biWidth = width;
-        info.bmiHeader.biHeight = -height;
-        info.bmiHeader.biPlanes = 1;
-        info.bmiHeader.biBitCount = 32;
-        dc = CreateCompatibleDC(nullptr);
-        bitmap = CreateDIBSection(dc, &info, DIB_RGB_COLORS, reinterpret_cast<void**>(&bits),
-                                  nullptr, 0);
-        previous = SelectObject(dc, bitmap);
-        for (int i = 0; i < width * height; ++i) bits[i] = 0x123456;
-    }
-    ~Canvas() {
-        SelectObject(dc, previous);
-        DeleteObject(bitmap);
-        DeleteDC(dc);
-    }
-    uint32_t At(int x, int y) const { return bits[y * width + x] & 0xFFFFFF; }
-
-    int width;
-    int height;
-    HDC dc;
-    HBITMAP bitmap;
-    HGDIOBJ previous;
-    uint32_t* bits = nullptr;
+// A canvas filled with one colour, read back as 0xRRGGBB.
+struct Canvas : MemoryCanvas {
+    Canvas(int width, int height) : MemoryCanvas(width, height, 0x123456) {}
 };
 
 constexpr uint32_t kBlack = 0x000000;

@@ -9,46 +9,22 @@
 #include "display/DisplayCaps.h"
 #include "display/vte_Printer.h"
 #include "tests/support/TestSupport.h"
+#include "tests/win/MemoryCanvas.h"
 
 // after windows.h, which it needs
 #include <commctrl.h>
 
 namespace {
 
-// A 32-bit DIB section posing as the printer's page, white to begin with.
-struct Page {
-    Page(int width, int height) : width(width), height(height) {
-        BITMAPINFO info = {};
-        info.bmiHeader.biSize = sizeof info.bmiHeader;
-        info.bmiHeader.biWidth = width;
-        info.bmiHeader.biHeight = -height;
-        info.bmiHeader.biPlanes = 1;
-        info.bmiHeader.biBitCount = 32;
-        dc = CreateCompatibleDC(nullptr);
-        bitmap = CreateDIBSection(dc, &info, DIB_RGB_COLORS, reinterpret_cast<void**>(&bits),
-                                  nullptr, 0);
-        previous = SelectObject(dc, bitmap);
-        for (int i = 0; i < width * height; ++i) bits[i] = 0xFFFFFF;
-    }
-    ~Page() {
-        SelectObject(dc, previous);
-        DeleteObject(bitmap);
-        DeleteDC(dc);
-    }
-    // 0xRRGGBB at x, y.
-    uint32_t At(int x, int y) const { return bits[y * width + x] & 0xFFFFFF; }
+// A canvas posing as the printer's page, white to begin with.
+struct Page : MemoryCanvas {
+    Page(int width, int height) : MemoryCanvas(width, height, 0xFFFFFF) {}
     bool AllWhite(int left, int top, int right, int bottom) const {
         for (int y = top; y < bottom; ++y)
             for (int x = left; x < right; ++x)
                 if (At(x, y) != 0xFFFFFF) return false;
         return true;
     }
-
-    int width, height;
-    HDC dc;
-    HBITMAP bitmap;
-    HGDIOBJ previous;
-    uint32_t* bits = nullptr;
 };
 
 // What the fake printer is told to do and what it saw.

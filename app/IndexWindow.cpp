@@ -370,16 +370,6 @@ void Command(int command) {
     }
 }
 
-void DroppedFiles(HDROP drop) {
-    const UINT count = DragQueryFileA(drop, 0xFFFFFFFF, nullptr, 0);
-    for (UINT i = 0; i < count; ++i) {
-        char path[MAX_PATH * 2] = {};
-        DragQueryFileA(drop, i, path, sizeof path);
-        OpenInViewer(g_index.window, path, true);
-    }
-    DragFinish(drop);
-}
-
 LRESULT CALLBACK IndexProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     switch (message) {
         case WM_CREATE: {
@@ -434,7 +424,7 @@ LRESULT CALLBACK IndexProc(HWND window, UINT message, WPARAM wParam, LPARAM lPar
             Command(LOWORD(wParam));
             return 0;
         case WM_DROPFILES:
-            DroppedFiles(reinterpret_cast<HDROP>(wParam));
+            OpenDroppedFiles(window, reinterpret_cast<HDROP>(wParam));
             return 0;
         case WM_DISPLAYCHANGE:
             RefreshDisplayCaps();

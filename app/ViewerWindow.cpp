@@ -278,6 +278,16 @@ HMENU CreateViewerMenu(const std::vector<MenuItem>& items) {
     return menu;
 }
 
+void OpenDroppedFiles(HWND window, HDROP drop) {
+    const UINT count = DragQueryFileA(drop, 0xFFFFFFFF, nullptr, 0);
+    for (UINT i = 0; i < count; ++i) {
+        char path[MAX_PATH * 2] = {};
+        DragQueryFileA(drop, i, path, sizeof path);
+        OpenInViewer(window, path, true);
+    }
+    DragFinish(drop);
+}
+
 void TrackContextMenu(HWND window, const std::vector<MenuItem>& items, int screenX, int screenY) {
     HMENU menu = CreateViewerMenu(items);
     if (screenX == -1 && screenY == -1) {  // from the keyboard
@@ -431,16 +441,6 @@ bool KeyDown(WPARAM key) {
     return false;
 }
 
-void DroppedFiles(HDROP drop) {
-    const UINT count = DragQueryFileA(drop, 0xFFFFFFFF, nullptr, 0);
-    for (UINT i = 0; i < count; ++i) {
-        char path[MAX_PATH * 2] = {};
-        DragQueryFileA(drop, i, path, sizeof path);
-        OpenInViewer(g_viewer.window, path, true);
-    }
-    DragFinish(drop);
-}
-
 void DisplayModeChanged() {
     const int bits = g_display.bitsPerPixel;
     RefreshDisplayCaps();
@@ -533,7 +533,7 @@ LRESULT CALLBACK ViewerProc(HWND window, UINT message, WPARAM wParam, LPARAM lPa
             }
             break;
         case WM_DROPFILES:
-            DroppedFiles(reinterpret_cast<HDROP>(wParam));
+            OpenDroppedFiles(window, reinterpret_cast<HDROP>(wParam));
             return 0;
         case WM_DISPLAYCHANGE:
             DisplayModeChanged();

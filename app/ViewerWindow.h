@@ -4,6 +4,9 @@
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>
 
+// after windows.h, which it needs (HDROP)
+#include <shellapi.h>
+
 // Registers the class, creates the window, opens `path` (or, with none, what
 // the open dialog chooses) and runs the message loop while the window lives.
 // Returns when the window has closed or the first picture could not be
@@ -27,6 +30,10 @@ void TrackContextMenu(HWND window, const std::vector<MenuItem>& items, int scree
 // show plays in this window, or, in the index window's process, in a new
 // process.
 bool OpenInViewer(HWND window, const char* path, bool spawn);
+
+// Files dropped on the window: each opens in a new viewer process (a slide
+// show as OpenInViewer plays it). Releases the drop.
+void OpenDroppedFiles(HWND window, HDROP drop);
 
 // Says that this process shows an index window, not a viewer.
 void MarkIndexProcess();
